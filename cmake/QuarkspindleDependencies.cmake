@@ -1,0 +1,25 @@
+# The libraries the tree is built on; docs/dependencies.md says why each was chosen.
+
+find_package(RapidJSON REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(zstd REQUIRED)
+find_package(CLI11 REQUIRED)
+
+find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
+find_library(XXHASH_LIBRARY xxhash REQUIRED)
+add_library(xxHash::xxhash UNKNOWN IMPORTED)
+set_target_properties(xxHash::xxhash PROPERTIES
+  IMPORTED_LOCATION "${XXHASH_LIBRARY}"
+  INTERFACE_INCLUDE_DIRECTORIES "${XXHASH_INCLUDE_DIR}")
+
+# RapidJSON's package names its include directory only; as a system directory it keeps its warnings to itself.
+add_library(RapidJSON::rapidjson INTERFACE IMPORTED)
+target_include_directories(RapidJSON::rapidjson SYSTEM INTERFACE ${RAPIDJSON_INCLUDE_DIRS})
+
+if(BUILD_TESTING)
+  include(GoogleTest)
+  find_package(GTest REQUIRED)
+endif()
+if(QUARKSPINDLE_BENCHMARKS)
+  find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,89 @@
+# How every target of the tree is made, so that a room's CMakeLists.txt only lists what is its own.
+
+option(QUARKSPINDLE_BENCHMARKS "Build the benchmarks" ON)
+set(QUARKSPINDLE_SANITIZE "" CACHE STRING "Value for -fsanitize on every target, empty for none")
+option(QUARKSPINDLE_THREAD_SAFETY "Treat findings of clang's thread safety analysis as errors" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# Host and plug-in link the same static libraries and share none of their state: nothing may leak out of an image.
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# Programs and the plug-in side by side, as they are when installed.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+find_package(Threads REQUIRED)
+
+add_library(QuarkspindleOptions INTERFACE)
+target_include_directories(QuarkspindleOptions INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(QuarkspindleOptions INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+target_link_libraries(QuarkspindleOptions INTERFACE Threads::Threads)
+if(QUARKSPINDLE_SANITIZE)
+  target_compile_options(QuarkspindleOptions INTERFACE
+    -fsanitize=${QUARKSPINDLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(QuarkspindleOptions INTERFACE -fsanitize=${QUARKSPINDLE_SANITIZE})
+endif()
+if(QUARKSPINDLE_THREAD_SAFETY)
+  target_compile_options(QuarkspindleOptions INTERFACE -Wthread-safety -Werror=thread-safety)
+endif()
+
+# quarkspindle_library(NAME SOURCES file... [PUBLIC lib...] [PRIVATE lib...])
+# A static library with the alias Quarkspindle::NAME. Without SOURCES: header only.
+function(quarkspindle_library NAME)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;PUBLIC;PRIVATE")
+  if(ARG_SOURCES)
+    add_library(${NAME} STATIC ${ARG_SOURCES})
+    target_link_libraries(${NAME} PUBLIC QuarkspindleOptions ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  else()
+    add_library(${NAME} INTERFACE)
+    target_link_libraries(${NAME} INTERFACE QuarkspindleOptions ${ARG_PUBLIC})
+  endif()
+  add_library(Quarkspindle::${NAME} ALIAS ${NAME})
+endfunction()
+
+# quarkspindle_test(NAME SOURCES file... [LIBRARIES lib...] [LABEL unit|gui|integration] [TIMEOUT seconds])
+# One GoogleTest program; each of its tests is one test of ctest.
+function(quarkspindle_test NAME)
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES")
+  if(NOT ARG_LABEL)
+    set(ARG_LABEL unit)
+  endif()
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_executable(${NAME} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/TestImage.cpp")
+  target_link_libraries(${NAME} PRIVATE QuarkspindleOptions ${ARG_LIBRARIES} GTest::gmock GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${NAME}
+    DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT})
+endfunction()
+
+# quarkspindle_benchmark(NAME SOURCES file... [LIBRARIES lib...])
+# One Google Benchmark program, run once with the shortest time as a test so that it cannot rot.
+function(quarkspindle_benchmark NAME)
+  if(NOT QUARKSPINDLE_BENCHMARKS)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
+  add_executable(${NAME} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/TestImage.cpp")
+  target_link_libraries(${NAME} PRIVATE
+    QuarkspindleOptions ${ARG_LIBRARIES} benchmark::benchmark benchmark::benchmark_main)
+  if(BUILD_TESTING)
+    add_test(NAME ${NAME}.RunsOnce COMMAND ${NAME} --benchmark_min_time=0)
+    set_tests_properties(${NAME}.RunsOnce PROPERTIES LABELS integration TIMEOUT 300)
+  endif()
+endfunction()

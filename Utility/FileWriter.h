@@ -1,0 +1,129 @@
+#pragma once
+
+#include "Utility/FileError.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+
+/// Files that must survive: every failure is noticed, named and leaves the disk in a known state. None of these classes
+/// may be used by two threads at once, except for the reads of InputFile.
+namespace FileSystem
+{
+/// An open file descriptor of the system, closed at its end.
+class FileHandle
+{
+public:
+    FileHandle() = default;
+    explicit FileHandle(int descriptor) : mDescriptor(descriptor) {}
+    FileHandle(FileHandle&& other) noexcept : mDescriptor(other.Release()) {}
+    FileHandle& operator=(FileHandle&& other) noexcept;
+    ~FileHandle();
+
+    bool IsOpen() const { return mDescriptor >= 0; }
+    int Get() const { return mDescriptor; }
+    int Release();
+
+private:
+    int mDescriptor = -1;
+};
+
+/// Writes a file so that a reader, and a machine that comes up after a crash, sees the old content or all of the new,
+/// never a part: a temporary file in the same folder, flushed to the disk, takes the name of the target at the end.
+/// Without Commit, and after any failure before the renaming, nothing remains of it and the target is as it was. A
+/// failed operation makes all later ones fail with the same error. The permissions of an existing target are kept, and
+/// a target that is a link stays one: the file it leads to is replaced.
+class AtomicFileWriter
+{
+public:
+    AtomicFileWriter() = default;
+    AtomicFileWriter(const AtomicFileWriter&) = delete;
+    AtomicFileWriter& operator=(const AtomicFileWriter&) = delete;
+    ~AtomicFileWriter();
+
+    /// Starts a new file, giving up one that was begun. The folder must exist.
+    [[nodiscard]] bool Open(const std::string& path, FileError& error);
+    [[nodiscard]] bool Write(std::span<const std::byte> bytes, FileError& error);
+    /// Puts the file in its place. An error with the operation SyncDirectory means that the new file is there but might
+    /// not survive a crash of the machine.
+    [[nodiscard]] bool Commit(FileError& error);
+    /// Gives the file up.
+    void Discard();
+
+private:
+    bool Fail(EFileOperation operation, int number, FileError& error);
+
+    std::string mPath;
+    std::string mTemporaryPath;
+    FileHandle mFile;
+    std::uint64_t mSize = 0;
+    FileError mError;
+};
+
+/// AtomicFileWriter in one call.
+[[nodiscard]] bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error);
+
+/// A file that grows at its end while others read it. Nothing is certain to be on the disk before Sync has returned
+/// true. When a Sync fails, the system may have dropped what was written since the last good one, so every further Sync
+/// fails as well until Truncate has taken the file back to before those bytes: then write them again.
+class AppendFile
+{
+public:
+    /// For reading and writing, made when it is not there.
+    [[nodiscard]] bool Open(const std::string& path, FileError& error);
+    [[nodiscard]] bool GetSize(std::uint64_t& size, FileError& error) const;
+    [[nodiscard]] bool Truncate(std::uint64_t size, FileError& error);
+    /// All of the bytes. After a failure any part of them may be in the file: Truncate takes them out.
+    [[nodiscard]] bool WriteAt(std::uint64_t offset, std::span<const std::byte> bytes, FileError& error);
+    /// The number of bytes read is smaller than asked for only at the end of the file.
+    [[nodiscard]] std::optional<std::size_t> ReadAt(
+        std::uint64_t offset, std::span<std::byte> target, FileError& error) const;
+    /// Waits until all that was written is on the disk.
+    [[nodiscard]] bool Sync(FileError& error);
+    /// The file is closed in any case; some systems report a failed write only here. The end of the object closes
+    /// without a report.
+    [[nodiscard]] bool Close(FileError& error);
+
+    bool IsOpen() const { return mFile.IsOpen(); }
+    const std::string& GetPath() const { return mPath; }
+
+private:
+    static constexpr std::uint64_t sNothing = std::numeric_limits<std::uint64_t>::max();
+
+    std::string mPath;
+    FileHandle mFile;
+    /// The lowest offset written since the last good Sync.
+    std::uint64_t mUnsyncedFrom = sNothing;
+    /// What the system said when a Sync failed, 0 when none has.
+    int mSyncError = 0;
+};
+
+/// A regular file open for reading. Any number of threads may read at once.
+class InputFile
+{
+public:
+    /// Anything but a regular file is refused.
+    [[nodiscard]] bool Open(const std::string& path, FileError& error);
+    [[nodiscard]] bool GetSize(std::uint64_t& size, FileError& error) const;
+    /// The number of bytes read is smaller than asked for only at the end of the file.
+    [[nodiscard]] std::optional<std::size_t> ReadAt(
+        std::uint64_t offset, std::span<std::byte> target, FileError& error) const;
+    void Close();
+
+    bool IsOpen() const { return mFile.IsOpen(); }
+    const std::string& GetPath() const { return mPath; }
+
+private:
+    std::string mPath;
+    FileHandle mFile;
+};
+
+/// Makes the entries of a folder durable: what was created, renamed or removed in it.
+[[nodiscard]] bool gSyncDirectory(const std::string& path, FileError& error);
+/// Gives a file or a directory a new name on the same file system, replacing a file of that name. Durable only after
+/// gSyncDirectory of both folders.
+[[nodiscard]] bool gRename(const std::string& from, const std::string& to, FileError& error);
+}

@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The seam between the file classes and the system, for the tests of failing disks alone: nothing else includes it.
+/// The seam between the file classes and the system, so that tests can make a disk fail. Only those
+/// classes and tests include it.
 namespace FileSystem::Internal
 {
 enum class EOpenMode : std::uint8_t

@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 /// Files that must survive: every failure is noticed, named and leaves the disk in a known state. None of these classes
 /// may be used by two threads at once, except for the reads of InputFile.
@@ -25,9 +26,12 @@ public:
 
     bool IsOpen() const { return mDescriptor >= 0; }
     int Get() const { return mDescriptor; }
+    /// Leaves the closing to the caller.
     int Release();
 
 private:
+    void Swap(FileHandle& other) noexcept { std::swap(mDescriptor, other.mDescriptor); }
+
     int mDescriptor = -1;
 };
 
@@ -99,6 +103,8 @@ private:
     std::uint64_t mUnsyncedFrom = sNothing;
     /// What the system said when a Sync failed, 0 when none has.
     int mSyncError = 0;
+    /// The file was empty when it was opened, so its name may not be on the disk yet.
+    bool mNeedsFolderSync = false;
 };
 
 /// A regular file open for reading. Any number of threads may read at once.

@@ -17,6 +17,10 @@ constexpr bool gIsSeparator(char character)
 /// Starts at the root: nothing needs to be put in front of it.
 bool gIsAbsolutePath(std::string_view path);
 
+/// The path as the system takes it, with its own separator throughout. Empty, and so no path at all, for a text that
+/// holds a zero byte: the system would see another path than the reader.
+std::string gGetNativePath(std::string_view path);
+
 /// All before the last separator, or empty.
 std::string gGetDirectory(std::string_view path);
 /// All behind the last separator, or the whole path.

@@ -38,13 +38,11 @@ struct Version
 /// Names the one direct base, between the version and the fields.
 template <class B>
 struct Base
-{
-};
+{};
 
 /// Marks a class whose values are never made by name, although C++ could.
 struct NoCreate
-{
-};
+{};
 
 template <class M>
 struct MemberTraits;
@@ -75,8 +73,7 @@ struct Field
 
 template <class... Ts>
 struct TypeList
-{
-};
+{};
 
 template <class T, class B, bool Creatable, class... Fields>
 struct CompoundDescription
@@ -123,8 +120,7 @@ consteval auto gDescribe(const char* name, Version version, Base<B>, NoCreate, F
 /// Selects the description of an enumeration by argument-dependent lookup.
 template <class E>
 struct EnumTag
-{
-};
+{};
 
 template <class E>
 struct Enumerator
@@ -137,6 +133,8 @@ struct Enumerator
 template <class E, class U, std::size_t N>
 struct EnumDescription
 {
+    static_assert(sizeof(U) <= sizeof(E), "a value cannot be read wider than it is");
+
     using Underlying = U;
 
     const char* Name;
@@ -171,7 +169,10 @@ struct Access
 
 /// A class that describes itself.
 template <class T>
-concept Described = requires { Access::sDescribe<T>(); };
+concept Described = requires
+{
+    Access::sDescribe<T>();
+};
 
 consteval auto Object::sDescribe()
 {

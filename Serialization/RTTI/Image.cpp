@@ -1,6 +1,5 @@
 #include "Serialization/RTTI/Image.h"
 
-#include <span>
 #include <string_view>
 
 #include "Utility/Hash.h"
@@ -10,10 +9,7 @@ namespace RTTI
 
 uint64_t gGetOwnerID()
 {
-    static const uint64_t sOwnerID = [] {
-        const std::string_view name = gGetImageName();
-        return Utility::gCRC64Jones(std::as_bytes(std::span{name}), 0);
-    }();
+    static const uint64_t sOwnerID = Utility::gCRC64Jones(std::string_view{gGetImageName()});
     return sOwnerID;
 }
 

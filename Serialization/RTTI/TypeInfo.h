@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
 
-/// Run-time types. Each C++ type that is stored has one constant record, a `TypeInfo` beside a record of its kind, and one
-/// `TypeHandle` that joins the two. The records exist from program start; `TypeRegistry::Finalize` fills in what depends
-/// on the set of registered types (hashes, indices, version chains). Before that nothing can be written.
+/// Run-time types. Each C++ type that is stored has one constant record, a `TypeInfo` beside a record of its kind, and
+/// one `TypeHandle` that joins the two. The records exist from program start; `TypeRegistry::Finalize` fills in what
+/// depends on the set of registered types (hashes, indices, version chains). Before that nothing can be written.
 namespace RTTI
 {
 
@@ -27,17 +28,17 @@ enum class EDataType : uint8_t
 
 inline constexpr uint64_t cUnknownHash = ~uint64_t{0};
 
-/// What all kinds have in common. `Name` is the identity of the type in every file, so it is a literal and never derived
-/// from the compiler's spelling.
+/// What all kinds have in common. `Name` is the identity of the type in every file, so it is a literal and never
+/// derived from the compiler's spelling.
 struct TypeInfo
 {
     const char* Name;
-    int32_t Size;                          ///< bytes of a value in memory
-    uint64_t OwnerID = cUnknownHash;       ///< the image that registered it; set by Finalize
-    uint64_t TypeHash = cUnknownHash;      ///< XXH64 of name and size; set by Finalize
+    int32_t Size;                     ///< bytes of a value in memory
+    uint64_t OwnerID = cUnknownHash;  ///< the image that registered it; set by Finalize
+    uint64_t TypeHash = cUnknownHash; ///< XXH64 of name and size; set by Finalize
     EDataType DataType;
-    void (*Create)(UniqueTypedPtr& out);   ///< default-constructs one value; null when the class cannot be
-    void (*Destroy)(void* object);         ///< destroys and frees what `Create` made
+    void (*Create)(UniqueTypedPtr& out); ///< default-constructs one value; null when the class cannot be
+    void (*Destroy)(void* object);       ///< destroys and frees what `Create` made
 };
 
 /// What is passed around for a type. One constant handle per type and image.
@@ -148,7 +149,7 @@ struct EnumInfo
 struct ArrayInfo
 {
     const TypeHandle* Element;
-    int32_t (*Size)(const void* array);
+    int32_t (*Size)(const void* array); ///< -1 when the count does not fit
     void* (*At)(void* array, int32_t index);
     void* (*Data)(void* array);
     void (*Resize)(void* array, int32_t count);
@@ -176,10 +177,10 @@ struct MapInfo
 {
     const TypeHandle* Key;
     const TypeHandle* Value;
-    int32_t (*Size)(const void* map);
+    int32_t (*Size)(const void* map); ///< -1 when the count does not fit
     void (*Reserve)(void* map, int32_t count);
-    void* (*Get)(void* map, const void* key);                       ///< inserts a default value for a new key
-    void (*Insert)(void* map, const void* key, const void* value);  ///< null when the value type cannot be copied
+    void* (*Get)(void* map, const void* key);                      ///< inserts a default value for a new key
+    void (*Insert)(void* map, const void* key, const void* value); ///< null when the value type cannot be copied
     std::unique_ptr<MapIterator> (*CreateIterator)(void* map);
 };
 
@@ -189,7 +190,7 @@ struct PointerInfo
     const TypeHandle* Pointee;
     void (*Move)(void* target, void* source);
     void (*Reset)(void* target, void* object); ///< takes ownership of `object`
-    TypedPtr (*Get)(const void* pointer);      ///< the dynamic type where the pointee is an `Object`; two nulls for null
+    TypedPtr (*Get)(const void* pointer); ///< the dynamic type where the pointee is an `Object`; two nulls for null
 };
 
 /// Base of every polymorphic stored class, and of everything that can be a root of a file. It must be the first base,

@@ -42,21 +42,72 @@ consteval auto gConcatenate(const FixedString<Ns>&... parts)
 template <class T>
 struct PrimitiveName;
 
-template <> struct PrimitiveName<uint8_t> { static constexpr FixedString Value{"uint8_t"}; };
-template <> struct PrimitiveName<int8_t> { static constexpr FixedString Value{"int8_t"}; };
-template <> struct PrimitiveName<uint16_t> { static constexpr FixedString Value{"uint16_t"}; };
-template <> struct PrimitiveName<int16_t> { static constexpr FixedString Value{"int16_t"}; };
-template <> struct PrimitiveName<uint32_t> { static constexpr FixedString Value{"uint32_t"}; };
-template <> struct PrimitiveName<int32_t> { static constexpr FixedString Value{"int32_t"}; };
-template <> struct PrimitiveName<uint64_t> { static constexpr FixedString Value{"uint64_t"}; };
-template <> struct PrimitiveName<int64_t> { static constexpr FixedString Value{"int64_t"}; };
-template <> struct PrimitiveName<bool> { static constexpr FixedString Value{"bool"}; };
-template <> struct PrimitiveName<float> { static constexpr FixedString Value{"float"}; };
-template <> struct PrimitiveName<double> { static constexpr FixedString Value{"double"}; };
-template <> struct PrimitiveName<std::string> { static constexpr FixedString Value{"std::string"}; };
+template <>
+struct PrimitiveName<uint8_t>
+{
+    static constexpr FixedString Value{"uint8_t"};
+};
+template <>
+struct PrimitiveName<int8_t>
+{
+    static constexpr FixedString Value{"int8_t"};
+};
+template <>
+struct PrimitiveName<uint16_t>
+{
+    static constexpr FixedString Value{"uint16_t"};
+};
+template <>
+struct PrimitiveName<int16_t>
+{
+    static constexpr FixedString Value{"int16_t"};
+};
+template <>
+struct PrimitiveName<uint32_t>
+{
+    static constexpr FixedString Value{"uint32_t"};
+};
+template <>
+struct PrimitiveName<int32_t>
+{
+    static constexpr FixedString Value{"int32_t"};
+};
+template <>
+struct PrimitiveName<uint64_t>
+{
+    static constexpr FixedString Value{"uint64_t"};
+};
+template <>
+struct PrimitiveName<int64_t>
+{
+    static constexpr FixedString Value{"int64_t"};
+};
+template <>
+struct PrimitiveName<bool>
+{
+    static constexpr FixedString Value{"bool"};
+};
+template <>
+struct PrimitiveName<float>
+{
+    static constexpr FixedString Value{"float"};
+};
+template <>
+struct PrimitiveName<double>
+{
+    static constexpr FixedString Value{"double"};
+};
+template <>
+struct PrimitiveName<std::string>
+{
+    static constexpr FixedString Value{"std::string"};
+};
 
 template <class T>
-concept Primitive = requires { PrimitiveName<T>::Value; };
+concept Primitive = requires
+{
+    PrimitiveName<T>::Value;
+};
 
 template <class T>
 concept Enumeration = std::is_enum_v<T>;
@@ -107,8 +158,7 @@ concept Pointer = PointerTraits<T>::cIsPointer;
 /// Specialised with a `Value` for an array or map that is declared through an alias: its stored name spells the alias.
 template <class T>
 struct DeclaredName
-{
-};
+{};
 
 /// The description of a class or enumeration, as a constant.
 template <class T>

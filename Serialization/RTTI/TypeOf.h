@@ -1,8 +1,12 @@
 #pragma once
 
 #include <array>
+#include <bit>
+#include <cassert>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <type_traits>
 
@@ -36,6 +40,47 @@ void gDestroyValue(void* object)
     delete static_cast<T*>(object);
 }
 
+/// The number of elements as the records give it: -1 when there are more than it can say.
+constexpr int32_t gGetCount(std::size_t size)
+{
+    return size <= static_cast<std::size_t>(std::numeric_limits<int32_t>::max()) ? static_cast<int32_t>(size) : -1;
+}
+
+/// Where the base `B` lies in a `T`. Read off the conversion of a member pointer, so that no object is needed.
+template <class T, class B>
+std::ptrdiff_t gGetBaseOffset()
+{
+    char B::*const startOfBase = std::bit_cast<char B::*>(std::ptrdiff_t{0});
+    char T::*const inObject = startOfBase;
+    return std::bit_cast<std::ptrdiff_t>(inObject);
+}
+
+/// Whether a value can really be copied: a vector of pointers claims it too.
+template <class T>
+consteval bool gIsCopyable();
+
+template <class... Fields>
+consteval bool gAreFieldsCopyable(TypeList<Fields...>)
+{
+    return (gIsCopyable<typename Fields::Value>() && ...);
+}
+
+template <class T>
+consteval bool gIsCopyable()
+{
+    if constexpr (Pointer<T>)
+        return false;
+    else if constexpr (Array<T>)
+        return gIsCopyable<typename ArrayTraits<T>::Element>();
+    else if constexpr (Map<T>)
+        return gIsCopyable<typename MapTraits<T>::Key>() && gIsCopyable<typename MapTraits<T>::Value>();
+    else if constexpr (Primitive<T> || Enumeration<T>)
+        return true;
+    else
+        return std::is_copy_constructible_v<T> && std::is_copy_assignable_v<T> &&
+               gAreFieldsCopyable(typename std::remove_const_t<decltype(DescriptionOf<T>::Value)>::FieldList{});
+}
+
 /// The record of a class: its bases and properties, with the chain fields that `Finalize` sets.
 template <class T>
 struct CompoundDetails
@@ -50,7 +95,8 @@ struct CompoundDetails
     {
         std::array<Property, sizeof...(Fields)> properties{};
         [[maybe_unused]] std::size_t i = 0;
-        ((properties[i] = {DescriptionOf<T>::Value.FieldNames[i], &gTypeOf<typename Fields::Value>(), Fields::sGetOffset()},
+        ((properties[i] = {DescriptionOf<T>::Value.FieldNames[i], &gTypeOf<typename Fields::Value>(),
+              Fields::sGetOffset()},
              ++i),
             ...);
         return properties;
@@ -61,7 +107,11 @@ struct CompoundDetails
         if constexpr (std::is_void_v<BaseType>)
             return std::array<const TypeHandle*, 0>{};
         else
+        {
+            // Offsets of inherited properties and untyped pointers to a base both rely on this.
+            assert((gGetBaseOffset<T, BaseType>() == 0));
             return std::array<const TypeHandle*, 1>{&gTypeOf<BaseType>()};
+        }
     }
 
     inline static const auto sProperties = sMakeProperties(typename Description::FieldList{});
@@ -102,7 +152,7 @@ struct ArrayDetails
     static constexpr bool cCreatable = true;
     inline static constinit ArrayInfo sDetails{
         .Element = &TypeRecord<Element>::sHandle,
-        .Size = [](const void* array) { return static_cast<int32_t>(static_cast<const T*>(array)->size()); },
+        .Size = [](const void* array) { return gGetCount(static_cast<const T*>(array)->size()); },
         .At = [](void* array, int32_t index) -> void* {
             return &(*static_cast<T*>(array))[static_cast<std::size_t>(index)];
         },
@@ -116,7 +166,7 @@ template <class M>
 class TypedMapIterator final : public MapIterator
 {
 public:
-    explicit TypedMapIterator(M& map) : mMap{map}, mPosition{map.begin()}, mEnd{map.end()} {}
+    explicit TypedMapIterator(M& map) : mPosition{map.begin()}, mEnd{map.end()} {}
 
     bool IsAtEnd() const override { return mPosition == mEnd; }
 
@@ -131,7 +181,6 @@ public:
     }
 
 private:
-    M& mMap;
     typename M::iterator mPosition;
     typename M::iterator mEnd;
 };
@@ -146,9 +195,10 @@ struct MapDetails
     static constexpr auto sGetInsert()
     {
         using Function = void (*)(void*, const void*, const void*);
-        if constexpr (std::is_copy_constructible_v<Value>)
+        if constexpr (gIsCopyable<Value>())
             return Function{[](void* map, const void* key, const void* value) {
-                static_cast<T*>(map)->insert_or_assign(*static_cast<const Key*>(key), *static_cast<const Value*>(value));
+                static_cast<T*>(map)->insert_or_assign(
+                    *static_cast<const Key*>(key), *static_cast<const Value*>(value));
             }};
         else
             return Function{nullptr};
@@ -157,7 +207,7 @@ struct MapDetails
     inline static constinit MapInfo sDetails{
         .Key = &TypeRecord<Key>::sHandle,
         .Value = &TypeRecord<Value>::sHandle,
-        .Size = [](const void* map) { return static_cast<int32_t>(static_cast<const T*>(map)->size()); },
+        .Size = [](const void* map) { return gGetCount(static_cast<const T*>(map)->size()); },
         .Reserve = [](void* map, int32_t count) { static_cast<T*>(map)->reserve(static_cast<std::size_t>(count)); },
         .Get = [](void* map, const void* key) -> void* {
             return &(*static_cast<T*>(map))[*static_cast<const Key*>(key)];

@@ -1,5 +1,6 @@
 #include "Serialization/RTTI/TypeQueries.h"
 
+#include <bit>
 #include <cstring>
 
 #include "Utility/Format.h"
@@ -10,12 +11,19 @@ namespace RTTI
 namespace
 {
 
+/// Names, since the handle may be one of another image and need not be registered.
+template <class T>
+bool gIsPrimitive(const TypeHandle& type)
+{
+    return type.GetDataType() == EDataType::Primitive && type.GetName() == PrimitiveName<T>::Value.View();
+}
+
 /// Calls `function` with a null pointer of the integer type behind `type`; false when it is no integer.
 template <class F>
 bool gWithIntegerType(const TypeHandle& type, F function)
 {
     const auto tryType = [&]<class T>(const T* tag) {
-        if (&type != &gTypeOf<T>())
+        if (!gIsPrimitive<T>(type))
             return false;
         function(tag);
         return true;
@@ -123,27 +131,29 @@ bool gSetEnumValueByName(const TypeHandle& enumType, TypedPtr value, std::string
     const int32_t index = gFindEnumName(enumType, name);
     if (index < 0)
         return false;
-    // The storage may be wider than the underlying type: the rest of it has to follow.
-    std::memset(value.Object, 0, static_cast<std::size_t>(enumType.Info->Size));
-    const EnumInfo& info = gGetEnum(enumType);
-    gWithIntegerType(*info.Underlying, [&]<class T>(const T*) {
-        const T stored = static_cast<T>(info.Values[index].Value);
-        std::memcpy(value.Object, &stored, sizeof(T));
-    });
+    gSetEnumValueByIndex(enumType, value, index);
     return true;
+}
+
+void gSetEnumValueByIndex(const TypeHandle& enumType, TypedPtr value, int32_t index)
+{
+    static_assert(std::endian::native == std::endian::little);
+    // The storage may be wider than the underlying type; the sign-extended number fills all of it.
+    const uint64_t number = gGetEnum(enumType).Values[index].Value;
+    std::memcpy(value.Object, &number, static_cast<std::size_t>(enumType.Info->Size));
 }
 
 std::string gPrimitiveToString(TypedPtr value)
 {
     const TypeHandle& type = *value.Type;
     std::string text;
-    if (&type == &gTypeOf<std::string>())
+    if (gIsPrimitive<std::string>(type))
         return *static_cast<const std::string*>(value.Object);
-    if (&type == &gTypeOf<bool>())
+    if (gIsPrimitive<bool>(type))
         return Utility::gFormat("%d", *static_cast<const bool*>(value.Object) ? 1 : 0);
-    if (&type == &gTypeOf<float>())
+    if (gIsPrimitive<float>(type))
         return Utility::gFormat("%f", static_cast<double>(*static_cast<const float*>(value.Object)));
-    if (&type == &gTypeOf<double>())
+    if (gIsPrimitive<double>(type))
         return Utility::gFormat("%f", *static_cast<const double*>(value.Object));
     gWithIntegerType(type, [&]<class T>(const T*) { text = std::to_string(*static_cast<const T*>(value.Object)); });
     return text;

@@ -46,6 +46,9 @@ int32_t gFindEnumName(const TypeHandle& enumType, std::string_view name);
 /// Stores the value of that name; false, and nothing stored, when there is none.
 [[nodiscard]] bool gSetEnumValueByName(const TypeHandle& enumType, TypedPtr value, std::string_view name);
 
+/// Stores the value at that place in the table.
+void gSetEnumValueByIndex(const TypeHandle& enumType, TypedPtr value, int32_t index);
+
 /// The text of a primitive; empty for any other type.
 std::string gPrimitiveToString(TypedPtr value);
 

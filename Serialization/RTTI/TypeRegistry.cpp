@@ -1,7 +1,10 @@
 #include "Serialization/RTTI/TypeRegistry.h"
 
 #include <array>
+#include <span>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Serialization/RTTI/Image.h"
@@ -31,8 +34,11 @@ CompoundInfo& gGetMutableCompound(const TypeHandle& type)
 class ClassForest
 {
 public:
+    /// A class that two owners have registered still is one class.
     void Add(const TypeHandle& type)
     {
+        if (!mKnown.insert(&type).second)
+            return;
         const CompoundInfo& compound = gGetCompound(type);
         if (compound.NumBases == 0)
             mRoots.push_back(&type);
@@ -76,6 +82,7 @@ private:
         return numDescendants;
     }
 
+    std::unordered_set<const TypeHandle*> mKnown;
     std::vector<const TypeHandle*> mRoots;
     std::unordered_map<const TypeHandle*, std::vector<const TypeHandle*>> mChildren;
 };
@@ -87,7 +94,9 @@ void TypeRegistry::Register(const TypeHandle& type)
     const TypeHandle* current = &type;
     for (;;)
     {
-        mTypes[mCurrentOwnerID][current->GetName()] = current;
+        // What is there already has entered all it reaches, or is about to: a class may reach itself.
+        if (std::exchange(mTypes[mCurrentOwnerID][current->GetName()], current) == current)
+            return;
         switch (current->GetDataType())
         {
         case EDataType::Primitive:
@@ -105,7 +114,8 @@ void TypeRegistry::Register(const TypeHandle& type)
             Register(*gGetMap(*current).Key);
             current = gGetMap(*current).Value;
             break;
-        case EDataType::Compound: {
+        case EDataType::Compound:
+        {
             const CompoundInfo& compound = gGetCompound(*current);
             for (int32_t i = 0; i < compound.NumBases; ++i)
                 Register(*compound.Bases[i]);
@@ -135,7 +145,7 @@ void TypeRegistry::Finalize()
         {
             TypeInfo& info = gGetMutableInfo(*type);
             const std::string text = Utility::gFormat("%s%d", info.Name, info.Size);
-            info.TypeHash = Utility::gXXH64(std::as_bytes(std::span{text}));
+            info.TypeHash = Utility::gXXH64(text);
             info.OwnerID = ownerID;
             if (type->GetDataType() == EDataType::Compound)
                 forest.Add(*type);

@@ -10,8 +10,8 @@ namespace RTTI
 {
 
 /// All registered types of all images, by owner and name. The host owns the one registry; each image enters its types
-/// inside an owner scope, and the host calls `Finalize` once when all have. Registration and `Finalize` are for one thread;
-/// after that everything may be read from any thread.
+/// inside an owner scope, and the host calls `Finalize` once when all have. Registration and `Finalize` are for one
+/// thread; after that everything may be read from any thread.
 class TypeRegistry
 {
 public:
@@ -37,8 +37,8 @@ public:
 
     [[nodiscard]] OwnerScope BeginRegistration(uint64_t ownerID) { return {*this, ownerID}; }
 
-    /// Enters a type and all it reaches through bases, properties, elements, keys, values and declared pointees. A class
-    /// that is reached only through a pointer to its base has to be registered itself.
+    /// Enters a type and all it reaches through bases, properties, elements, keys, values and declared pointees. A
+    /// class that is reached only through a pointer to its base has to be registered itself.
     void Register(const TypeHandle& type);
 
     /// Looks a type of the *calling* image up by its exact name; null when that image registered none.

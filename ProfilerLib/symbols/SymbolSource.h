@@ -13,16 +13,19 @@ class SymbolResolver;
 struct FunctionData;
 struct FunctionLineData;
 struct PDBKey;
+struct ResolvedAddress;
 struct SerializableGUID;
 
-/// A request for source data that is under way; -1 and null for none.
+/// A request for source data that is under way; null and -1 for none.
 struct ResolveRequest
 {
     SymbolResolver* mResolver = nullptr;
     int32_t mJobHandle = -1;
+
+    bool operator==(const ResolveRequest&) const = default;
 };
 
-/// Where a module of a session asks for its symbols. Any thread.
+/// Where a module of a session asks for its symbols. Any thread, and several at once.
 class SymbolSource
 {
 public:
@@ -32,13 +35,15 @@ public:
 
     virtual ~SymbolSource() = default;
 
-    /// Blocks until the module's symbols are there or refused; null for refused. The module stays owned by the source.
-    virtual const SymbolModule* FindSymbolModule(const std::string& path, int32_t timeStamp, int32_t size, int32_t age,
-        const SerializableGUID& guid, const std::string& pdbName) = 0;
+    /// Blocks until the module's symbols are there or refused; null for refused. The result stays owned by the source
+    /// and lives as long as that. All who ask for one module get the same pointer.
+    [[nodiscard]] virtual const SymbolModule* FindSymbolModule(const std::string& path, int32_t timeStamp, int32_t size,
+        int32_t age, const SerializableGUID& guid, const std::string& pdbName) = 0;
 
-    /// Source and disassembly of a function; returns at once.
-    virtual ResolveRequest ResolveFunctionData(const PDBKey& key, uint64_t moduleBase, uint64_t functionAddress,
-        uint64_t functionSize, uint64_t functionLineAddress, uint64_t cursorLineAddress,
+    /// Source and disassembly of the function of `resolvedAddress`, in an image that is mapped at `moduleBase`; returns
+    /// at once. `functionLineAddress` and `cursorLineAddress` are the addresses whose source lines are wanted as well.
+    virtual ResolveRequest ResolveFunctionData(const PDBKey& key, uint64_t moduleBase,
+        const ResolvedAddress& resolvedAddress, uint64_t functionLineAddress, uint64_t cursorLineAddress,
         FunctionDataHandler onFunctionData, LineDataHandler onLineData, CancelHandler onCancelled) = 0;
 
     /// Source lines of a list of addresses; returns at once.

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "System/IdTable.h"
+#include "System/Job.h"
+#include "System/JobDescription.h"
+#include "System/JobWaitList.h"
+#include "System/Mutex.h"
+#include "System/ObjectPool.h"
+#include "System/ThreadLocalSlot.h"
+
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace System
+{
+/// The application's one pool of background threads. A caller hands it work with a priority and a group and gets a
+/// handle back. Work of one group never runs at the same time, more urgent work starts first, and work can be cancelled
+/// before it starts, or asked to stop while it runs. A thread that waits for jobs runs them itself. The host owns the
+/// scheduler and gives it to the plug-ins. Every operation may be called on any thread, also from inside a job; not
+/// from a cancellation function. What a job waits for must not need a group that the job itself holds up.
+///
+/// Invariants, all of them under `mMutex`:
+///
+/// 1. `mJobs` holds every job from `Schedule` to its end. A queued job is in `mQueue` or in `mParked` of its group, a
+///    running one is in neither, and `mIsRunning` of its group is set; no group has two running jobs.
+/// 2. While a group has parked jobs and is not running, `mQueue` holds a job of it that comes before all of them: each
+///    end of a run, and each job that leaves `mQueue` without being run, moves the first parked one back. So the first
+///    job of `mQueue` whose group is not running is the first of all queued jobs that may start. A job that is passed
+///    over is parked, and is not met again before its group is free: a long row of blocked jobs costs each of them
+///    once.
+/// 3. A queued job is never marked as cancelled: the operation that marks it also removes it.
+/// 4. A job's entries in wait lists are those of the threads that wait for it, and the `mRemaining` of a list is the
+///    number of its entries whose jobs are in `mJobs`.
+///
+/// Progress. Call a thread a taker if it may run any job: a worker, in its loop or in `Wait`. Takers sleep on
+/// `mWorkAvailable`, all others on `mJobFinished`. At each release of the lock either no taker sleeps, or as many
+/// wake-ups are under way to takers as there are groups that could start a job:
+///
+/// - A group gets such a job by `Schedule`, which wakes one taker, or when its running job ends. The thread that ended
+/// it
+///   then looks for its own next job, and if the group has not been taken by that, it wakes one taker.
+/// - A woken taker looks before it does anything else. When it leaves `Wait` instead of taking a job, it wakes another.
+/// - A taker goes to sleep only when there is no such job. A missing wake-up is left out only if no taker sleeps.
+///
+/// A waiting thread that is no taker may run the jobs of its list alone, which no `Schedule` adds to; it has to look
+/// again when a group is freed and stays free, and is then woken with all others of its kind. Every thread whose list
+/// becomes empty is woken by the end of the last job on it. So a job that may start is started as long as a taker, or a
+/// thread that waits for it, exists, and a waiting thread leaves when its jobs have ended.
+class JobScheduler
+{
+public:
+    /// Starts that many workers, none for less than 1: jobs then run only on threads that wait for them. A thread that
+    /// cannot be started ends the process.
+    explicit JobScheduler(int threadCount) noexcept;
+
+    /// Cancels all jobs and waits for those that run. A thread that is still in an operation that waits is seen off
+    /// first; to begin one beside the destructor is an error of the caller.
+    ~JobScheduler();
+
+    JobScheduler(const JobScheduler&) = delete;
+    JobScheduler& operator=(const JobScheduler&) = delete;
+
+    /// Inside a job that has been cancelled nothing is scheduled: the cancellation function is told both states, the
+    /// work never runs, and the handle is no job. What the work holds is destroyed as soon as it has returned, before
+    /// any thread that waits for the job goes on.
+    JobHandle Schedule(JobDescription description) EXCLUDES(mMutex);
+    JobHandle Schedule(JobDescription::WorkFunction work) EXCLUDES(mMutex);
+
+    /// Queued jobs never run. Running ones have their flag set, and run until they heed it. Does not wait.
+    void Cancel(const std::vector<JobHandle>& handles) EXCLUDES(mMutex);
+
+    /// Returns when none of the jobs exists any more, except for those that this thread is itself inside of, which it
+    /// cannot outwait. With `cancelFirst` it cancels them and sleeps. Without, it runs those that may start; a worker
+    /// with none of them to run takes any other job.
+    void Wait(const std::vector<JobHandle>& handles, bool cancelFirst) EXCLUDES(mMutex);
+
+    /// Cancels every job of the handle's chain and sleeps until they are gone, with the same exception as `Wait`.
+    void CancelChain(const JobHandle& handle) EXCLUDES(mMutex);
+
+    /// Moves a queued job behind those of its new priority. Any other is left alone.
+    void SetPriority(const JobHandle& handle, uint8_t priority) EXCLUDES(mMutex);
+
+    /// The job that the calling thread is running, or no job.
+    [[nodiscard]] JobHandle GetCurrentJob() const;
+
+private:
+    /// Whom to wake once the lock is released.
+    struct WakeUps
+    {
+        bool mTaker = false;
+        bool mWaiters = false;
+    };
+
+    void RunWorker(int index) EXCLUDES(mMutex);
+    void Run(Job& job) noexcept EXCLUDES(mMutex);
+    void WaitAndRun(const std::vector<JobHandle>& handles) EXCLUDES(mMutex);
+
+    Job& Enter(JobDescription& description, const Job* parent) REQUIRES(mMutex);
+    JobGroup& EnterGroup(uint32_t number) REQUIRES(mMutex);
+    [[nodiscard]] uint32_t TakeChain() REQUIRES(mMutex);
+    void Leave(Job& job) REQUIRES(mMutex);
+
+    void Enqueue(Job& job) REQUIRES(mMutex);
+    void Dequeue(Job& job) REQUIRES(mMutex);
+    void Unpark(JobGroup& group) REQUIRES(mMutex);
+    [[nodiscard]] Job* StartFirst() REQUIRES(mMutex);
+    [[nodiscard]] Job* StartForList(JobWaitList& list, bool isTaker) REQUIRES(mMutex);
+    void Start(Job& job) REQUIRES(mMutex);
+    [[nodiscard]] JobGroup* Finish(Job& job) REQUIRES(mMutex);
+
+    [[nodiscard]] std::vector<Job*> FindJobs(const std::vector<JobHandle>& handles) const REQUIRES(mMutex);
+    void CancelJobs(std::span<Job* const> jobs) REQUIRES(mMutex);
+    void SleepUntilGone(std::span<Job* const> jobs) REQUIRES(mMutex);
+    void CloseWait() REQUIRES(mMutex);
+    void AddToList(JobWaitList& list, Job& job) const REQUIRES(mMutex);
+
+    [[nodiscard]] WakeUps GetWakeUps(const JobGroup* freedGroup) const REQUIRES(mMutex);
+    void Notify(WakeUps wakeUps);
+
+    [[nodiscard]] Job* GetJobOfThread() const { return static_cast<Job*>(mCurrentJob.Get()); }
+
+    std::vector<std::thread> mThreads; ///< constant from the constructor to the destructor
+    ThreadLocalSlot mCurrentJob;       ///< the Job that the thread is running
+    ThreadLocalSlot mIsWorkerThread;   ///< not null on workers
+
+    Mutex mMutex;
+    ConditionVariable mWorkAvailable; ///< takers: there may be something to run
+    ConditionVariable mJobFinished;   ///< all other waiting threads: a job has left, or a group has come free
+    ObjectPool<Job> mJobPool GUARDED_BY(mMutex);
+    ObjectPool<JobGroup> mGroupPool GUARDED_BY(mMutex);
+    IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
+    IdTable<JobGroup, &JobGroup::mGroup> mGroups GUARDED_BY(mMutex); ///< those that have jobs
+    JobQueue mQueue GUARDED_BY(mMutex);
+    bool mIsClosing GUARDED_BY(mMutex) = false; ///< the destructor waits for the last job
+    bool mStop GUARDED_BY(mMutex) = false;      ///< set once there is no job any more
+    int mIdleTakers GUARDED_BY(mMutex) = 0;     ///< asleep on `mWorkAvailable`
+    int mIdleWaiters GUARDED_BY(mMutex) = 0;    ///< in `Wait`, asleep on `mJobFinished`, with jobs that they may run
+    int mOpenWaits GUARDED_BY(mMutex) = 0;      ///< threads in `Wait` or `CancelChain`
+    uint32_t mLastJobID GUARDED_BY(mMutex) = 0;
+    uint32_t mNextGroup GUARDED_BY(mMutex) = 0;
+    uint32_t mNextChain GUARDED_BY(mMutex) = 0;
+    uint64_t mLastSequence GUARDED_BY(mMutex) = 0;
+    uint64_t mOrderVersion GUARDED_BY(mMutex) = 0; ///< counts the changes of queued jobs' places
+};
+}

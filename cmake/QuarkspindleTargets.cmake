@@ -82,6 +82,7 @@ function(quarkspindle_benchmark NAME)
   add_executable(${NAME} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/TestImage.cpp")
   target_link_libraries(${NAME} PRIVATE
     QuarkspindleOptions ${ARG_LIBRARIES} benchmark::benchmark benchmark::benchmark_main)
+  set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_BENCHMARK_PROGRAMS ${NAME})
   if(BUILD_TESTING)
     add_test(NAME ${NAME}.RunsOnce COMMAND ${NAME} --benchmark_min_time=0)
     set_tests_properties(${NAME}.RunsOnce PROPERTIES LABELS integration TIMEOUT 300)

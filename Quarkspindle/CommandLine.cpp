@@ -1,0 +1,83 @@
+#include "Quarkspindle/CommandLine.h"
+
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "Quarkspindle/Output.h"
+#include "Quarkspindle/Version.h"
+#include "Quarkspindle/commands/ChartCommand.h"
+#include "Quarkspindle/commands/ImportCommand.h"
+#include "Quarkspindle/commands/InfoCommand.h"
+#include "Quarkspindle/commands/ListCommand.h"
+#include "Quarkspindle/commands/VerifyCommand.h"
+#include "System/Interrupt.h"
+
+namespace Quarkspindle
+{
+
+namespace
+{
+
+constexpr int cExitSuccess = 0;
+constexpr int cExitBadInput = 1;
+constexpr int cExitUsage = 2;
+
+std::vector<std::unique_ptr<Command>> MakeCommands()
+{
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(std::make_unique<ImportCommand>());
+    commands.push_back(std::make_unique<InfoCommand>());
+    commands.push_back(std::make_unique<ListCommand>());
+    commands.push_back(std::make_unique<ChartCommand>());
+    commands.push_back(std::make_unique<VerifyCommand>());
+    return commands;
+}
+
+int RunCommand(Command& command)
+{
+    const std::atomic<bool>& interrupted = System::gCatchInterrupts();
+    Utility::Result result;
+    const bool succeeded = command.Run({interrupted}, result);
+    if (interrupted.load(std::memory_order_relaxed))
+        System::gEndByInterrupt();
+    if (!succeeded)
+        gPrintError(result);
+    return succeeded ? cExitSuccess : cExitBadInput;
+}
+
+}
+
+int gRunCommandLine(int argc, const char* const* argv)
+{
+    CLI::App program{"Shows every occurrence of an instrumentation event of a capture, and which were slow.\n"
+                     "Where CAPTURE stands, name the capture's directory, its .session file, or the trace beside it.",
+        "quarkspindle"};
+    program.set_version_flag("--version", std::string{"quarkspindle "} + cVersion, "Print the version and exit");
+    program.require_subcommand(1);
+    program.footer("Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
+                   "'quarkspindle COMMAND --help' explains a command.");
+
+    const std::vector<std::unique_ptr<Command>> commands = MakeCommands();
+    for (const auto& command : commands)
+        command->Declare(program);
+    try
+    {
+        program.parse(argc, argv);
+    }
+    catch (const CLI::ParseError& error)
+    {
+        // The parser's own exit prints help and version to standard output, and what is wrong to standard error.
+        return program.exit(error, std::cout, std::cerr) == 0 ? cExitSuccess : cExitUsage;
+    }
+    for (const auto& command : commands)
+    {
+        if (command->IsChosen())
+            return RunCommand(*command);
+    }
+    return cExitUsage;
+}
+
+}

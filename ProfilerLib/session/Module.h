@@ -143,6 +143,7 @@ private:
     Identity GetIdentity() const;
     bool IsLoaded(bool cachedOnly);
     ResolvedAddress MakeResolved(const ResolvedFunction& function, uint64_t address);
+    void SortFunctions() REQUIRES(mLock);
     const ResolvedFunction* FindFunction(uint64_t address) const REQUIRES(mLock);
 
     mutable Utility::RecursiveMutex mLock; ///< taken after the database's

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace RTTI
+{
+class TypeRegistry;
+}
+
+namespace Profiler
+{
+/// Registers what a session stores.
+void gRegisterProfilerTypes(RTTI::TypeRegistry& registry);
+}

@@ -1,0 +1,325 @@
+#include "ProfilerLib/session/TraceEventStream.h"
+
+#include "ProfilerLib/session/Session.h"
+#include "Serialization/BinaryFormat.h"
+#include "Serialization/Error.h"
+#include "Serialization/RTTI/ObjectFactory.h"
+#include "Serialization/RootObjects.h"
+#include "Utility/FileSystem.h"
+#include "Utility/Format.h"
+#include "Utility/Trace.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cmath>
+#include <limits>
+
+namespace Profiler
+{
+TraceEventStream::TraceEventStream(Session& session)
+    : mIndexPath{session.GetFile("events.index")},
+      mDataPath{session.GetFile("events.dat")}
+{}
+
+TraceEventStream::~TraceEventStream() = default;
+
+const RTTI::TypeHandle& TraceEventStream::GetType() const
+{
+    return RTTI::gTypeOf<TraceEventStream>();
+}
+
+bool TraceEventStream::AddEvent(const TraceEvent& event, Utility::Result& result)
+{
+    if (static_cast<std::size_t>(event.mType) >= TraceEventLayout::cNumTypes) [[unlikely]]
+    {
+        return result.Fail(
+            Serialization::Unspecified, "An event of type %d cannot be stored", static_cast<int>(event.mType));
+    }
+    if (!(event.mTime >= mLastTime && event.mTime <= std::numeric_limits<double>::max())) [[unlikely]]
+    {
+        return result.Fail(Serialization::Unspecified,
+            "An event at %.17g ms cannot be stored behind one at %.17g ms: times are finite and never decrease",
+            event.mTime, mLastTime);
+    }
+    gEncodeTraceEvent(event, mPendingEvents);
+    mLastTime = event.mTime;
+
+    const std::uint64_t numPending = mNumPendingEvents.load(std::memory_order_relaxed) + 1;
+    mNumPendingEvents.store(numPending, std::memory_order_relaxed);
+    if (numPending == 1)
+    {
+        mFirstPendingTime = event.mTime;
+    }
+    if (numPending >= cChunkEvents) [[unlikely]]
+    {
+        return Flush(result);
+    }
+    return !mIsIndexDue || WriteIndex(result);
+}
+
+bool TraceEventStream::Flush(Utility::Result& result)
+{
+    if (mNumPendingEvents.load(std::memory_order_relaxed) != 0)
+    {
+        return AppendChunk(result) && WriteIndex(result);
+    }
+    if (!mIsIndexStale)
+    {
+        return true;
+    }
+    if (GetDataEnd() == 0)
+    {
+        // A recording without events is a capture too, and one that replaces an earlier recording.
+        FileSystem::AppendFile file;
+        FileSystem::FileError error;
+        if (!file.Open(mDataPath, error))
+        {
+            return result.Fail(Serialization::Unspecified, "Unable to open event stream %s. Error: %s",
+                mDataPath.c_str(), error.GetReason().c_str());
+        }
+        if (!WriteIndex(result))
+        {
+            return false;
+        }
+        return file.Truncate(0, error) || result.FailText(Serialization::Unspecified, error.ToString());
+    }
+    return WriteIndex(result);
+}
+
+/// Brings the pending records to the disk, behind the last whole chunk.
+bool TraceEventStream::AppendChunk(Utility::Result& result)
+{
+    const std::uint64_t end = GetDataEnd();
+    FileSystem::AppendFile file;
+    FileSystem::FileError error;
+    if (!file.Open(mDataPath, error))
+    {
+        return result.Fail(Serialization::Unspecified, "Unable to open event stream %s. Error: %s", mDataPath.c_str(),
+            error.GetReason().c_str());
+    }
+    // An index that names other chunks must not see its bytes replaced.
+    if (mIsIndexStale && FileSystem::gFileExists(mIndexPath) && !WriteIndex(result))
+    {
+        return false;
+    }
+
+    std::uint64_t size = 0;
+    if (!file.GetSize(size, error))
+    {
+        return result.FailText(Serialization::Unspecified, error.ToString());
+    }
+    if (size < end)
+    {
+        return result.Fail(Serialization::CorruptData,
+            "Unable to write event stream %s. Error: the file has shrunk to %" PRIu64
+            " bytes, its chunks end at %" PRIu64,
+            mDataPath.c_str(), size, end);
+    }
+    const std::span<const std::byte> bytes = mPendingEvents.GetData();
+    if ((size > end && !file.Truncate(end, error)) || !file.WriteAt(end, bytes, error) || !file.Sync(error))
+    {
+        // Nothing of it may stay. Should this fail too, the next try truncates first.
+        FileSystem::FileError ignored;
+        static_cast<void>(file.Truncate(end, ignored));
+        return result.Fail(Serialization::Unspecified, "Unable to write event stream %s. Error: %s", mDataPath.c_str(),
+            error.GetReason().c_str());
+    }
+
+    {
+        const Utility::MutexLock lock{mMutex};
+        mChunks.push_back({mFirstPendingTime, mLastTime, end, bytes.size()});
+        mNumStoredEvents += mNumPendingEvents.load(std::memory_order_relaxed);
+        mNumPendingEvents.store(0, std::memory_order_relaxed);
+    }
+    mPendingEvents.Clear();
+    mIsIndexStale = true;
+    return true;
+}
+
+bool TraceEventStream::WriteIndex(Utility::Result& result)
+{
+    const bool isWritten = Serialization::gWriteBinaryFile(mIndexPath, {this}, result);
+    mIsIndexStale = !isWritten;
+    mIsIndexDue = !isWritten && GetDataEnd() != 0;
+    return isWritten;
+}
+
+std::uint64_t TraceEventStream::GetDataEnd() const
+{
+    const Utility::MutexLock lock{mMutex};
+    return mChunks.empty() ? 0 : mChunks.back().FileOffset + mChunks.back().Size;
+}
+
+bool TraceEventStream::GetChunk(std::size_t index, Chunk& chunk) const
+{
+    const Utility::MutexLock lock{mMutex};
+    if (index >= mChunks.size())
+    {
+        return false;
+    }
+    chunk = mChunks[index];
+    return true;
+}
+
+bool TraceEventStream::FindChunk(double startTime, std::size_t& index) const
+{
+    const Utility::MutexLock lock{mMutex};
+    if (mChunks.empty() || startTime > mChunks.back().EndTime)
+    {
+        return false;
+    }
+    const std::size_t last = mChunks.size() - 1;
+    if (startTime >= mChunks[last].StartTime)
+    {
+        index = last;
+        return true;
+    }
+    std::size_t low = 0;
+    std::size_t high = last;
+    while (low + 1 < high)
+    {
+        const std::size_t middle = low + (high - low) / 2;
+        const double middleStart = mChunks[middle].StartTime;
+        if (startTime > middleStart)
+        {
+            low = middle;
+        }
+        else if (startTime < middleStart)
+        {
+            high = middle;
+        }
+        else
+        {
+            index = middle;
+            return true;
+        }
+    }
+    index = low;
+    return true;
+}
+
+TraceEventStream::Iterator TraceEventStream::GetIterator(double startTime) const
+{
+    Iterator iterator{*this};
+    if (!FindChunk(startTime, iterator.mNextChunk))
+    {
+        return iterator;
+    }
+    iterator.mIsAtEnd = false;
+    FileSystem::FileError error;
+    if (!iterator.mFile.Open(mDataPath, error))
+    {
+        iterator.Stop(0, error.GetReason().c_str());
+        return iterator;
+    }
+    while (iterator.Prepare() && iterator.mRecord.GetTime() < startTime)
+    {
+        iterator.mHasRecord = false;
+    }
+    return iterator;
+}
+
+std::uint64_t TraceEventStream::GetNumEvents() const
+{
+    const Utility::MutexLock lock{mMutex};
+    return mNumStoredEvents + mNumPendingEvents.load(std::memory_order_relaxed);
+}
+
+std::vector<TraceEventStream::Chunk> TraceEventStream::GetChunks() const
+{
+    const Utility::MutexLock lock{mMutex};
+    return mChunks;
+}
+
+std::span<std::byte> TraceEventStream::ChunkBuffer::Resize(std::uint64_t size)
+{
+    if (size > mCapacity)
+    {
+        mBytes.reset();
+        mBytes = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(size));
+        mCapacity = static_cast<std::size_t>(size);
+    }
+    mSize = static_cast<std::size_t>(size);
+    return {mBytes.get(), mSize};
+}
+
+bool TraceEventStream::sReadChunk(
+    const FileSystem::InputFile& file, const Chunk& chunk, ChunkBuffer& buffer, ReadFailure& failure)
+{
+    FileSystem::FileError error;
+    std::uint64_t fileSize = 0;
+    failure.mOffset = chunk.FileOffset;
+    if (!file.GetSize(fileSize, error))
+    {
+        failure.mReason = error.GetReason();
+        return false;
+    }
+    // Looked at before the memory is taken, and again by the read itself.
+    std::uint64_t available = fileSize < chunk.FileOffset ? 0 : fileSize - chunk.FileOffset;
+    if (available >= chunk.Size)
+    {
+        const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, buffer.Resize(chunk.Size), error);
+        if (!count.has_value())
+        {
+            failure.mReason = error.GetReason();
+            return false;
+        }
+        available = *count;
+    }
+    if (available < chunk.Size)
+    {
+        failure.mOffset = chunk.FileOffset + available;
+        failure.mReason = Utility::gFormat("the file ends inside a chunk of %" PRIu64 " bytes", chunk.Size);
+        return false;
+    }
+    return true;
+}
+
+bool TraceEventStream::Iterator::PrepareNextChunk()
+{
+    while (!mIsAtEnd)
+    {
+        const EDecodeStop stop = mDecoder.GetStop();
+        if (stop != EDecodeStop::End)
+        {
+            Stop(mChunk.FileOffset + mDecoder.GetOffset(), gGetText(stop));
+        }
+        else if (!LoadChunk())
+        {
+            mIsAtEnd = true;
+        }
+        else if (mDecoder.Step(mRecord))
+        {
+            mHasRecord = true;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool TraceEventStream::Iterator::LoadChunk()
+{
+    if (!mStream->GetChunk(mNextChunk, mChunk))
+    {
+        return false;
+    }
+    ++mNextChunk;
+    mDecoder = {};
+    ReadFailure failure;
+    if (!sReadChunk(mFile, mChunk, mBuffer, failure))
+    {
+        Stop(failure.mOffset, failure.mReason.c_str());
+        return false;
+    }
+    mDecoder = TraceEventDecoder{mBuffer.GetBytes()};
+    return true;
+}
+
+void TraceEventStream::Iterator::Stop(std::uint64_t offset, const char* reason)
+{
+    mIsAtEnd = true;
+    mFailure = Utility::gFormat(
+        "Reading of event stream %s stopped at offset %" PRIu64 ": %s", mStream->mDataPath.c_str(), offset, reason);
+    Utility::gTrace("%s", mFailure.c_str());
+}
+}

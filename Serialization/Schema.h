@@ -150,6 +150,10 @@ public:
             RTTI::Field<&Schema::Pointers>{"Pointers"}, RTTI::Field<&Schema::Arrays>{"Arrays"},
             RTTI::Field<&Schema::Maps>{"Maps"});
     }
+
+private:
+    void AddCompound(const RTTI::TypeHandle& type);
+    void AddEnum(const RTTI::TypeHandle& type);
 };
 
 /// Registers the schema's own types.

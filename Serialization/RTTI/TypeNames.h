@@ -39,69 +39,51 @@ consteval auto gConcatenate(const FixedString<Ns>&... parts)
     return result;
 }
 
+template <FixedString N>
+struct NameConstant
+{
+    static constexpr auto Value = N;
+};
+
 template <class T>
 struct PrimitiveName;
 
 template <>
-struct PrimitiveName<uint8_t>
-{
-    static constexpr FixedString Value{"uint8_t"};
-};
+struct PrimitiveName<uint8_t> : NameConstant<"uint8_t">
+{};
 template <>
-struct PrimitiveName<int8_t>
-{
-    static constexpr FixedString Value{"int8_t"};
-};
+struct PrimitiveName<int8_t> : NameConstant<"int8_t">
+{};
 template <>
-struct PrimitiveName<uint16_t>
-{
-    static constexpr FixedString Value{"uint16_t"};
-};
+struct PrimitiveName<uint16_t> : NameConstant<"uint16_t">
+{};
 template <>
-struct PrimitiveName<int16_t>
-{
-    static constexpr FixedString Value{"int16_t"};
-};
+struct PrimitiveName<int16_t> : NameConstant<"int16_t">
+{};
 template <>
-struct PrimitiveName<uint32_t>
-{
-    static constexpr FixedString Value{"uint32_t"};
-};
+struct PrimitiveName<uint32_t> : NameConstant<"uint32_t">
+{};
 template <>
-struct PrimitiveName<int32_t>
-{
-    static constexpr FixedString Value{"int32_t"};
-};
+struct PrimitiveName<int32_t> : NameConstant<"int32_t">
+{};
 template <>
-struct PrimitiveName<uint64_t>
-{
-    static constexpr FixedString Value{"uint64_t"};
-};
+struct PrimitiveName<uint64_t> : NameConstant<"uint64_t">
+{};
 template <>
-struct PrimitiveName<int64_t>
-{
-    static constexpr FixedString Value{"int64_t"};
-};
+struct PrimitiveName<int64_t> : NameConstant<"int64_t">
+{};
 template <>
-struct PrimitiveName<bool>
-{
-    static constexpr FixedString Value{"bool"};
-};
+struct PrimitiveName<bool> : NameConstant<"bool">
+{};
 template <>
-struct PrimitiveName<float>
-{
-    static constexpr FixedString Value{"float"};
-};
+struct PrimitiveName<float> : NameConstant<"float">
+{};
 template <>
-struct PrimitiveName<double>
-{
-    static constexpr FixedString Value{"double"};
-};
+struct PrimitiveName<double> : NameConstant<"double">
+{};
 template <>
-struct PrimitiveName<std::string>
-{
-    static constexpr FixedString Value{"std::string"};
-};
+struct PrimitiveName<std::string> : NameConstant<"std::string">
+{};
 
 template <class T>
 concept Primitive = requires

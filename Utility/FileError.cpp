@@ -30,6 +30,8 @@ const char* GetVerb(EFileOperation operation)
         return "rename a file to";
     case EFileOperation::SyncDirectory:
         return "flush the folder";
+    case EFileOperation::CreateDirectory:
+        return "create the folder";
     }
     return "";
 }

@@ -17,6 +17,7 @@ enum class EFileOperation : std::uint8_t
     Close,
     Rename,
     SyncDirectory,
+    CreateDirectory,
 };
 
 /// What failed, on which file, and the reason that the system gave.

@@ -1,0 +1,234 @@
+#include "Importers/CaptureImport.h"
+
+#include "Importers/SessionWriter.h"
+#include "ProfilerLib/session/Session.h"
+#include "Serialization/Error.h"
+#include "Utility/DirectoryRename.h"
+#include "Utility/FileSystem.h"
+#include "Utility/FileWriter.h"
+#include "Utility/Format.h"
+#include "Utility/Guid.h"
+#include "Utility/Path.h"
+#include "Utility/Result.h"
+#include "Utility/Trace.h"
+
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace Importers
+{
+namespace
+{
+std::string RemoveTrailingSeparators(std::string path)
+{
+    while (path.size() > 1 && FileSystem::gIsSeparator(path.back()))
+    {
+        path.pop_back();
+    }
+    return path;
+}
+
+/// Directories above a capture, made when they were missing. Those that are still empty go again with the object.
+class ParentDirectories
+{
+public:
+    ~ParentDirectories()
+    {
+        for (; !mCreated.empty(); mCreated.pop_back())
+        {
+            std::error_code ignored;
+            std::filesystem::remove(mCreated.back(), ignored);
+        }
+    }
+
+    [[nodiscard]] bool Create(const std::string& path, FileSystem::FileError& error)
+    {
+        std::vector<std::string> missing;
+        for (std::string parent = FileSystem::gGetDirectory(path); !parent.empty() && !FileSystem::gFileExists(parent);
+             parent = FileSystem::gGetDirectory(parent))
+        {
+            missing.push_back(parent);
+        }
+        for (; !missing.empty(); missing.pop_back())
+        {
+            if (!FileSystem::gCreateNewDirectory(missing.back(), error))
+            {
+                return false;
+            }
+            mCreated.push_back(missing.back());
+        }
+        return true;
+    }
+
+private:
+    std::vector<std::string> mCreated;
+};
+
+/// A directory beside its target in which a capture is built. What is in it when the object ends goes with it.
+class TemporaryCapture
+{
+public:
+    explicit TemporaryCapture(std::string target) : mTarget(std::move(target)) {}
+    ~TemporaryCapture()
+    {
+        if (!mPath.empty() && !FileSystem::gDeleteDirectoryTree(mPath))
+        {
+            // What a link was exchanged for is a link.
+            FileSystem::gDeleteFile(mPath);
+        }
+    }
+    TemporaryCapture(const TemporaryCapture&) = delete;
+    TemporaryCapture& operator=(const TemporaryCapture&) = delete;
+
+    [[nodiscard]] bool Create(FileSystem::FileError& error)
+    {
+        // So that the addition cannot make the name longer than a file name may be.
+        constexpr std::size_t longestName = 200;
+        const std::string name = FileSystem::gGetFileName(mTarget);
+        const Utility::GUID guid = Utility::gMakeGUID();
+        const std::string path = mTarget.substr(0, mTarget.size() - name.size()) + name.substr(0, longestName) +
+                                 Utility::gFormat(".%08X%04X%04X.tmp", guid.mData1, guid.mData2, guid.mData3);
+        if (!mParents.Create(mTarget, error) || !FileSystem::gCreateNewDirectory(path, error))
+        {
+            return false;
+        }
+        mPath = path;
+        return true;
+    }
+
+    const std::string& GetPath() const { return mPath; }
+
+    /// Gives the directory the name of the target, and takes away what had it when `replaces` is set.
+    [[nodiscard]] bool Commit(bool replaces, FileSystem::FileError& error)
+    {
+        const bool isReplaced = replaces && FileSystem::gFileExists(mTarget);
+        if (!(isReplaced ? FileSystem::gExchange(mPath, mTarget, error)
+                         : FileSystem::gRenameWithoutReplacing(mPath, mTarget, error)))
+        {
+            return false;
+        }
+        if (!isReplaced)
+        {
+            mPath.clear();
+        }
+        const std::string parent = FileSystem::gGetDirectory(mTarget);
+        FileSystem::FileError syncError;
+        if (!FileSystem::gSyncDirectory(!parent.empty() ? parent : mTarget.front() == '/' ? "/" : ".", syncError))
+        {
+            Utility::gTrace(
+                "The capture is complete but may not survive a crash of the machine: %s", syncError.ToString().c_str());
+        }
+        return true;
+    }
+
+private:
+    std::string mTarget;
+    std::string mPath;
+    /// Goes last, when the capture is away.
+    ParentDirectories mParents;
+};
+
+/// A directory that is a capture, or empty, may be replaced; any other is more likely a mistake of the user's.
+bool MayReplace(const std::string& directory)
+{
+    std::error_code failure;
+    if (!std::filesystem::is_directory(directory, failure))
+    {
+        return false;
+    }
+    std::vector<std::string> files;
+    return std::filesystem::is_empty(directory, failure) ||
+           (FileSystem::gListFiles(RemoveTrailingSeparators(directory), "session", files, false) && !files.empty());
+}
+
+bool CheckTarget(const std::string& directory, bool force, Utility::Result& result)
+{
+    const std::string name = FileSystem::gGetFileName(directory);
+    if (name.empty() || name == "." || name == "..")
+    {
+        return result.Fail(Serialization::Unspecified, "a capture needs a directory of its own, with a name");
+    }
+    if (!FileSystem::gFileExists(directory))
+    {
+        return true;
+    }
+    if (!force)
+    {
+        return result.Fail(Serialization::Unspecified, "it exists already");
+    }
+    return MayReplace(directory) ||
+           result.Fail(Serialization::Unspecified, "it exists already and is no capture, so it is not replaced");
+}
+
+bool Fail(const FileSystem::FileError& error, Utility::Result& result)
+{
+    return result.FailText(Serialization::Unspecified, error.ToString());
+}
+
+bool Record(const std::string& tracePath, const std::string& sessionPath, const ImportOptions& options,
+    const CaptureServices& services, ImportReport& report, Utility::Result& result)
+{
+    Profiler::Session session(sessionPath, nullptr, services.mJobScheduler, services.mPlugins);
+    SessionWriter writer(session);
+    return gImportTrace(tracePath, options, writer, report, result);
+}
+}
+
+std::string gGetCaptureDirectory(const std::string& tracePath)
+{
+    const std::string name = FileSystem::gGetFileName(tracePath);
+    std::string_view stem = name;
+    for (const std::string_view compression : {".gz", ".zst"})
+    {
+        if (stem.ends_with(compression) && stem.size() > compression.size())
+        {
+            stem.remove_suffix(compression.size());
+            break;
+        }
+    }
+    // A point in front is no extension: such a file is hidden.
+    if (const std::size_t point = stem.rfind('.'); point != std::string_view::npos && point > 0)
+    {
+        stem = stem.substr(0, point);
+    }
+    const std::string directory = tracePath.substr(0, tracePath.size() - name.size());
+    return directory + std::string(stem) + (stem.size() == name.size() ? ".capture" : "");
+}
+
+std::string gGetCaptureSessionPath(const std::string& directory)
+{
+    const std::string path = RemoveTrailingSeparators(directory);
+    return path + FileSystem::gSeparator + FileSystem::gGetFileName(path) + ".session";
+}
+
+bool gImportCapture(const std::string& tracePath, const std::string& directory, bool force,
+    const ImportOptions& options, const CaptureServices& services, ImportReport& report, Utility::Result& result)
+{
+    report = ImportReport();
+    const std::string target = RemoveTrailingSeparators(directory);
+    TemporaryCapture capture(target);
+    FileSystem::FileError error;
+    {
+        const Utility::ResultContext context = result.PushContext(target);
+        if (!CheckTarget(target, force, result))
+        {
+            return false;
+        }
+        if (!capture.Create(error))
+        {
+            return Fail(error, result);
+        }
+    }
+    const std::string sessionPath =
+        capture.GetPath() + FileSystem::gSeparator + FileSystem::gGetFileName(target) + ".session";
+    if (!Record(tracePath, sessionPath, options, services, report, result))
+    {
+        return false;
+    }
+    const Utility::ResultContext context = result.PushContext(target);
+    return capture.Commit(force, error) || Fail(error, result);
+}
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Importers/ChromeTraceParser.h"
+#include "Importers/ImportReport.h"
+#include "Importers/Interval.h"
+#include "Importers/RecordArray.h"
+#include "Importers/TextTable.h"
+#include "Importers/ThreadTable.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Importers
+{
+/// Turns the entries of a trace into intervals of threads, and counts what it leaves out.
+class IntervalCollector final : public ChromeEventHandler
+{
+public:
+    /// With `process` only that one is imported. `report` must outlive the collector.
+    IntervalCollector(const std::optional<std::string>& process, ImportReport& report);
+
+    void OnEvent(ChromeEvent& event) override;
+    void OnOtherValue() override;
+
+    /// Pairs begins and ends. No more events after this.
+    void Finish();
+
+    ThreadTable& GetThreads() { return mThreads; }
+    NameTable& GetNames() { return mNames; }
+    ContextTable& GetContexts() { return mContexts; }
+
+private:
+    void CountSkipped(const ChromeEvent& event);
+    void AddMetadata(const ChromeEvent& event);
+    void AddIntervalEvent(ChromeEvent& event);
+    void AddComplete(TraceThread& thread, ChromeEvent& event);
+    void AddMark(TraceThread& thread, ChromeEvent& event);
+    void AddAsyncMark(ChromeEvent& event, std::uint32_t process);
+    void Reject(ERejection reason);
+    bool ReadTime(const FieldTime& field, std::int64_t& time);
+    Mark MakeMark(ChromeEvent& event, std::int64_t time, bool isEnd);
+    std::uint32_t InternName(const FieldText& name);
+    std::string_view MakeValid(const FieldText& text);
+    std::uint32_t InternKey(const ChromeEvent& event);
+
+    void PairMarks();
+    void PairAsyncMarks();
+    static Interval sJoin(const Mark& begin, const Mark& end);
+    bool IsImported(std::uint32_t thread);
+
+    std::optional<TraceID> mWantedProcess;
+    ImportReport& mReport;
+    ThreadTable mThreads;
+    NameTable mNames;
+    ContextTable mContexts;
+    /// Of asynchronous operations.
+    NameTable mKeys;
+    RecordArray<AsyncMark> mAsyncMarks;
+    std::string mValidText;
+    std::string mKeyText;
+};
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Importers/Interval.h"
+#include "Importers/RecordingThreads.h"
+
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace Utility
+{
+class Result;
+}
+
+namespace Importers
+{
+class ContextTable;
+class EventSink;
+class NameTable;
+struct RecordedEvent;
+
+/// Sends the intervals of all threads as begin and end events in the order of time. On each thread they come in nesting
+/// order: what ends at or before the start of the next interval ends before that begins, and an interval of no length
+/// ends right behind its begin. At the same time all events of one thread come before those of the threads behind it.
+/// A thread's start and name precede its first event, its end follows the last one, at the same times.
+class LaneMerger
+{
+public:
+    /// `origin` is the time 0 of the recording. All that is given must outlive the merger.
+    LaneMerger(std::span<const RecordingThread> threads, NameTable& names, ContextTable& contexts, std::int64_t origin);
+
+    /// Sends at most `count` intervals, and all that ends meanwhile.
+    [[nodiscard]] bool Send(std::uint64_t count, EventSink& sink, Utility::Result& result);
+    bool IsAtEnd() const { return mHeap.empty(); }
+    std::uint64_t GetNumSent() const { return mNumSent; }
+
+private:
+    struct Cursor
+    {
+        const RecordingThread* mThread = nullptr;
+        /// The interval that begins next, or null.
+        const Interval* mNext = nullptr;
+        /// Ends of the intervals that are open, innermost last.
+        std::vector<std::int64_t> mOpen;
+        bool mHasStarted = false;
+
+        bool IsAtEnd() const { return mNext == nullptr && mOpen.empty(); }
+        bool IsEndNext() const { return mNext == nullptr || (!mOpen.empty() && mOpen.back() <= mNext->mStart); }
+        std::int64_t GetTime() const { return IsEndNext() ? mOpen.back() : mNext->mStart; }
+    };
+    /// Time of a thread's next event, and its index.
+    using Entry = std::pair<std::int64_t, std::uint32_t>;
+
+    bool SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result);
+    bool SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
+    bool SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
+    void SiftDown(std::size_t position);
+
+    NameTable& mNames;
+    ContextTable& mContexts;
+    std::int64_t mOrigin;
+    std::vector<Cursor> mCursors;
+    /// The earliest first.
+    std::vector<Entry> mHeap;
+    std::uint64_t mNumSent = 0;
+};
+}

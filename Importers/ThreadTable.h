@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Importers/Interval.h"
+#include "Importers/RecordArray.h"
+#include "Importers/TraceID.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace Importers
+{
+struct TraceProcess
+{
+    TraceID mID;
+    /// Empty when the trace gives none.
+    std::string mName;
+    std::uint64_t mNumIntervals = 0;
+    /// It has events that make intervals, or could.
+    bool mHasEvents = false;
+    bool mIsImported = true;
+};
+
+/// A thread of the trace, or the asynchronous operations of one category of a process.
+struct TraceThread
+{
+    std::uint32_t mProcess = 0;
+    bool mIsAsync = false;
+    /// Missing for asynchronous operations.
+    TraceID mID;
+    /// The category of asynchronous operations; empty for a thread.
+    std::string mCategory;
+    /// The name that the trace gives the thread, or empty.
+    std::string mName;
+    /// Begins and ends that are not paired yet.
+    RecordArray<Mark> mMarks;
+    RecordArray<Interval> mIntervals;
+};
+
+/// The processes and threads of a trace, in the order of their appearance, by their ids.
+class ThreadTable
+{
+public:
+    std::uint32_t FindProcess(const TraceID& id);
+    /// The thread of an event with these ids: without a process it is that of number 0, without a thread it is named
+    /// after its process.
+    std::uint32_t FindThread(const TraceID& process, const TraceID& thread);
+    std::uint32_t FindAsyncThread(std::uint32_t process, std::string_view category);
+
+    std::vector<TraceProcess>& GetProcesses() { return mProcesses; }
+    std::vector<TraceThread>& GetThreads() { return mThreads; }
+    TraceProcess& GetProcessOf(const TraceThread& thread) { return mProcesses[thread.mProcess]; }
+
+    /// The threads that have intervals, in an order that depends on ids alone: by process, then threads before
+    /// asynchronous operations, then by id or category.
+    std::vector<std::uint32_t> GetSortedThreads() const;
+
+private:
+    /// Process and thread by number, which nearly all events have, and the index of the thread plus 1.
+    struct Recent
+    {
+        std::int64_t mProcess = 0;
+        std::int64_t mThread = 0;
+        std::uint32_t mIndex = 0;
+    };
+    static constexpr std::size_t sNumRecent = 512;
+
+    std::uint32_t LookUpThread(const TraceID& process, const TraceID& thread);
+
+    std::vector<TraceProcess> mProcesses;
+    std::vector<TraceThread> mThreads;
+    std::map<TraceID, std::uint32_t> mProcessIndices;
+    std::map<std::pair<std::uint32_t, TraceID>, std::uint32_t> mThreadIndices;
+    std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> mAsyncIndices;
+    std::vector<Recent> mRecent = std::vector<Recent>(sNumRecent);
+};
+}

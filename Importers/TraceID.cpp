@@ -1,0 +1,79 @@
+#include "Importers/TraceID.h"
+
+#include "Importers/Utf8.h"
+
+#include <charconv>
+#include <limits>
+
+namespace Importers
+{
+namespace
+{
+/// Only the spelling that the number would be written with: "007" and "+7" are texts.
+bool ParseWholeNumber(std::string_view text, std::int64_t& number)
+{
+    const std::string_view digits = text.starts_with('-') ? text.substr(1) : text;
+    if (digits.empty() || (digits.front() == '0' && text.size() > 1))
+    {
+        return false;
+    }
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+}
+
+TraceID TraceID::sFromText(std::string_view text)
+{
+    TraceID id;
+    id.Assign(text);
+    return id;
+}
+
+void TraceID::Assign(std::string_view text)
+{
+    if (ParseWholeNumber(text, mNumber))
+    {
+        mKind = EKind::Number;
+        mText.clear();
+        return;
+    }
+    mKind = EKind::Text;
+    mNumber = 0;
+    mText.assign(text);
+}
+
+bool TraceID::FitsInt32() const
+{
+    return mKind == EKind::Number && mNumber >= std::numeric_limits<std::int32_t>::min() &&
+           mNumber <= std::numeric_limits<std::int32_t>::max();
+}
+
+std::string TraceID::ToString() const
+{
+    if (mKind == EKind::Number)
+    {
+        return std::to_string(mNumber);
+    }
+    std::string text;
+    gAppendValidUtf8(text, mText);
+    return text;
+}
+
+bool gReadTraceID(JsonScanner& scanner, TraceID& id)
+{
+    id.Clear();
+    JsonToken token;
+    const int first = scanner.Peek();
+    const bool isString = first == '"';
+    if (!isString && first != '-' && (first < '0' || first > '9'))
+    {
+        return scanner.SkipValue();
+    }
+    if (!(isString ? scanner.ReadString(token) : scanner.ReadNumber(token)))
+    {
+        return false;
+    }
+    id.Assign(token.mText);
+    return true;
+}
+}

@@ -1,0 +1,254 @@
+#include "Importers/TraceImporter.h"
+
+#include "Importers/ChromeTraceParser.h"
+#include "Importers/DecimalTime.h"
+#include "Importers/EventSink.h"
+#include "Importers/IntervalCollector.h"
+#include "Importers/LaneMerger.h"
+#include "Importers/RecordingThreads.h"
+#include "Importers/TraceReader.h"
+#include "Serialization/Error.h"
+#include "Utility/Result.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace Importers
+{
+namespace
+{
+bool IsCancelled(const ImportOptions& options)
+{
+    // The flag orders nothing else.
+    return options.mCancelled != nullptr && options.mCancelled->load(std::memory_order_relaxed);
+}
+
+/// The windows of a file as long as the import goes on.
+class WatchedReader final : public WindowSource
+{
+public:
+    WatchedReader(TraceReader& reader, const ImportOptions& options) : mReader(reader), mOptions(options) {}
+
+    std::span<const char> NextWindow() override
+    {
+        if (IsCancelled(mOptions))
+        {
+            return {};
+        }
+        if (mOptions.mProgress)
+        {
+            mOptions.mProgress({ImportProgress::EPhase::Reading, mReader.GetFilePosition(), mReader.GetFileSize()});
+        }
+        return mReader.NextWindow();
+    }
+
+private:
+    TraceReader& mReader;
+    const ImportOptions& mOptions;
+};
+
+/// One import, from the file to the sink.
+class Import
+{
+public:
+    Import(const std::string& path, const ImportOptions& options, ImportReport& report, Utility::Result& result)
+        : mPath(path),
+          mOptions(options),
+          mReport(report),
+          mResult(result),
+          mCollector(options.mProcess, report)
+    {}
+
+    bool Run(EventSink& sink)
+    {
+        const Utility::ResultContext context = mResult.PushContext(mPath);
+        return Read() && Arrange() && Write(sink);
+    }
+
+private:
+    bool Read();
+    void NoteDamage(const ChromeTraceParser& parser, const TraceReader& reader);
+    bool FailToRead();
+    bool Arrange();
+    bool FailWithoutIntervals();
+    std::string ListProcesses();
+    bool Write(EventSink& sink);
+    bool Cancel();
+
+    const std::string& mPath;
+    const ImportOptions& mOptions;
+    ImportReport& mReport;
+    Utility::Result& mResult;
+    IntervalCollector mCollector;
+    std::vector<RecordingThread> mThreads;
+};
+
+bool Import::Read()
+{
+    const std::unique_ptr<TraceReader> reader = TraceReader::sOpen(mPath, mResult);
+    if (reader == nullptr)
+    {
+        return false;
+    }
+    mReport.mFileSize = reader->GetFileSize();
+    WatchedReader source(*reader, mOptions);
+    ChromeTraceParser parser(source, mCollector);
+    const bool isTrace = parser.Parse();
+    mReport.mTextSize = parser.GetTextSize();
+    if (IsCancelled(mOptions))
+    {
+        return Cancel();
+    }
+    if (reader->HasFailed())
+    {
+        return mResult.FailText(Serialization::FileReadFailed, reader->GetError().ToString());
+    }
+    NoteDamage(parser, *reader);
+    return isTrace || FailToRead();
+}
+
+void Import::NoteDamage(const ChromeTraceParser& parser, const TraceReader& reader)
+{
+    const bool isCutByDamage = !reader.GetDamage().empty();
+    for (const TextFault& fault : parser.GetFaults())
+    {
+        // That the text ends early is then only what follows from the damage.
+        if (!(fault.mIsEnd && isCutByDamage))
+        {
+            const std::uint64_t fileOffset = reader.IsCompressed() ? reader.GetFilePosition() : fault.mOffset;
+            mReport.mDamage.push_back({fault.mReason, fault.mOffset, fileOffset, reader.IsCompressed()});
+        }
+    }
+    if (isCutByDamage)
+    {
+        mReport.mDamage.push_back({reader.GetDamage(), parser.GetTextSize(), reader.GetDamageOffset(), true});
+    }
+}
+
+bool Import::FailToRead()
+{
+    const TraceDamage& damage = mReport.mDamage.back();
+    return mResult.FailText(Serialization::CorruptData, "not a Chrome trace: " + damage.ToString());
+}
+
+bool Import::Arrange()
+{
+    mCollector.Finish();
+    if (IsCancelled(mOptions))
+    {
+        return Cancel();
+    }
+    if (mReport.mNumIntervals == 0)
+    {
+        return FailWithoutIntervals();
+    }
+    mThreads = gMakeRecordingThreads(mCollector.GetThreads(), mReport);
+
+    mReport.mFirstTimeNs = std::numeric_limits<std::int64_t>::max();
+    mReport.mLastTimeNs = std::numeric_limits<std::int64_t>::min();
+    for (const TraceThread& thread : mCollector.GetThreads().GetThreads())
+    {
+        for (const Interval& interval : thread.mIntervals)
+        {
+            mReport.mFirstTimeNs = std::min(mReport.mFirstTimeNs, interval.mStart);
+            mReport.mLastTimeNs = std::max(mReport.mLastTimeNs, interval.mEnd);
+        }
+    }
+    return !IsCancelled(mOptions) || Cancel();
+}
+
+bool Import::FailWithoutIntervals()
+{
+    if (!mReport.mDamage.empty())
+    {
+        return mResult.FailText(Serialization::CorruptData, "no whole event: " + mReport.mDamage.front().ToString());
+    }
+    if (mOptions.mProcess && mReport.mNumOtherProcesses > 0)
+    {
+        return mResult.FailText(Serialization::CorruptData,
+            "no event of process " + *mOptions.mProcess + "; the trace has " + ListProcesses());
+    }
+    std::string text = "the trace has no interval to import: " + std::to_string(mReport.mNumEvents) + " entries";
+    for (std::size_t i = 0; i < mReport.mRejectedByReason.size(); ++i)
+    {
+        if (mReport.mRejectedByReason[i] != 0)
+        {
+            text += ", " + std::to_string(mReport.mRejectedByReason[i]) + " times " +
+                    gGetRejectionText(static_cast<ERejection>(i));
+        }
+    }
+    return mResult.FailText(Serialization::CorruptData, text);
+}
+
+/// "the processes 12, 40 (server)"
+std::string Import::ListProcesses()
+{
+    constexpr std::size_t mostNamed = 10;
+
+    std::vector<const TraceProcess*> processes;
+    for (const TraceProcess& process : mCollector.GetThreads().GetProcesses())
+    {
+        if (process.mHasEvents)
+        {
+            processes.push_back(&process);
+        }
+    }
+    std::sort(processes.begin(), processes.end(),
+        [](const TraceProcess* a, const TraceProcess* b) { return a->mID < b->mID; });
+
+    std::string text = processes.size() == 1 ? "process " : "processes ";
+    for (std::size_t i = 0; i < std::min(processes.size(), mostNamed); ++i)
+    {
+        text += i > 0 ? ", " : "";
+        text += processes[i]->mID.ToString();
+        text += processes[i]->mName.empty() ? "" : " (" + processes[i]->mName + ")";
+    }
+    return text + (processes.size() > mostNamed ? " and more" : "");
+}
+
+bool Import::Write(EventSink& sink)
+{
+    // Between two looks at the flag.
+    constexpr std::uint64_t intervalsPerStep = 10'000;
+
+    const auto duration =
+        static_cast<std::uint64_t>(mReport.mLastTimeNs) - static_cast<std::uint64_t>(mReport.mFirstTimeNs);
+    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals}, mResult))
+    {
+        return false;
+    }
+    LaneMerger merger(mThreads, mCollector.GetNames(), mCollector.GetContexts(), mReport.mFirstTimeNs);
+    while (!merger.IsAtEnd())
+    {
+        if (IsCancelled(mOptions))
+        {
+            return Cancel();
+        }
+        if (!merger.Send(intervalsPerStep, sink, mResult))
+        {
+            return false;
+        }
+        if (mOptions.mProgress)
+        {
+            mOptions.mProgress({ImportProgress::EPhase::Writing, merger.GetNumSent(), mReport.mNumIntervals});
+        }
+    }
+    return !IsCancelled(mOptions) ? sink.OnEnd(mResult) : Cancel();
+}
+
+bool Import::Cancel()
+{
+    mReport.mIsCancelled = true;
+    return false;
+}
+}
+
+bool gImportTrace(const std::string& path, const ImportOptions& options, EventSink& sink, ImportReport& report,
+    Utility::Result& result)
+{
+    report = ImportReport();
+    return Import(path, options, report, result).Run(sink);
+}
+}

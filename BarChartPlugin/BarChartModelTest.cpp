@@ -1,0 +1,550 @@
+#include "BarChartPlugin/BarChartModel.h"
+
+#include "BarChartPlugin/BarChartJob.h"
+#include "BarChartPlugin/BarChartTypes.h"
+#include "ProfilerLib/plugin/Plugin.h"
+#include "ProfilerLib/plugin/View.h"
+#include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEventStream.h"
+#include "ProfilerLib/symbols/RegisterTypes.h"
+#include "Serialization/BinaryFormat.h"
+#include "Serialization/RTTI/Image.h"
+#include "Serialization/RTTI/TypeRegistry.h"
+#include "Serialization/Schema.h"
+#include "Utility/Hash.h"
+#include "Utility/OutputMemoryStream.h"
+#include "Utility/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+namespace Profiler
+{
+namespace
+{
+
+RTTI::TypeRegistry& gGetRegistry()
+{
+    static RTTI::TypeRegistry sRegistry;
+    [[maybe_unused]] static const bool sFilled = [] {
+        {
+            const RTTI::TypeRegistry::OwnerScope scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
+            RTTI::gRegisterTypes(sRegistry);
+            gRegisterProfilerTypes(sRegistry);
+            gRegisterSymbolTypes(sRegistry);
+            Serialization::gRegisterTypes(sRegistry);
+            gRegisterBarChartTypes(sRegistry);
+        }
+        sRegistry.Finalize();
+        return true;
+    }();
+    return sRegistry;
+}
+
+class TestPlugin final : public Plugin
+{
+public:
+    TestPlugin() : Plugin{nullptr, &gGetRegistry()} {}
+
+    std::unique_ptr<Model> CreateModel(Session& session) override
+    {
+        return std::make_unique<BarChartModel>(this, &session);
+    }
+    std::unique_ptr<Model> LoadModel(Session& session) override
+    {
+        mResult.Clear();
+        std::unique_ptr<BarChartModel> model;
+        return BarChartModel::sLoad(*this, session, model, mResult) ? std::move(model) : nullptr;
+    }
+    std::unique_ptr<View> CreateView(ViewHost&, ViewContext&, Model&) override { return nullptr; }
+
+    Utility::Result mResult;
+};
+
+class BarChartModelTest : public testing::Test
+{
+protected:
+    explicit BarChartModelTest(int threadCount = 0) : mScheduler{threadCount}
+    {
+        mSession = std::make_unique<Session>(mFolder / "x.session", nullptr, &mScheduler, &mPlugins);
+        mSession->CreateModels();
+    }
+
+    BarChartModel& GetModel() { return *gAsBarChartModel(*mSession->GetModels().at(0)); }
+
+    void Begin(const std::string& name, int32_t threadID, const std::string& context = {})
+    {
+        TraceEvent event;
+        event.mType = ETraceEventType::InstrumentationBegin;
+        event.mName = name;
+        event.mContext = context;
+        Add(event, threadID);
+    }
+    void End(int32_t threadID)
+    {
+        TraceEvent event;
+        event.mType = ETraceEventType::InstrumentationEnd;
+        Add(event, threadID);
+    }
+    void Add(TraceEvent& event, int32_t threadID)
+    {
+        event.mTime = mTime;
+        event.mThreadID = threadID;
+        mTime += 0.25;
+        Utility::Result result;
+        ASSERT_TRUE(mSession->AddEvent(event, result)) << result.ToString();
+    }
+
+    /// Two threads with events of the same names, nested.
+    void AddSomeEvents(int count = 10)
+    {
+        for (int i = 0; i < count; ++i)
+        {
+            Begin("Frame", 2, "frame " + std::to_string(i));
+            Begin("Draw", 1);
+            Begin("Draw", 2);
+            End(1);
+            End(2);
+            End(2);
+        }
+    }
+    void Finish()
+    {
+        Utility::Result result;
+        ASSERT_TRUE(mSession->EndModels(result)) << result.ToString();
+    }
+
+    /// Writes the capture, and reads it into a session of its own.
+    void Reopen()
+    {
+        mSession.reset();
+        Utility::Result result;
+        const int32_t loaded =
+            Session::sLoad(mFolder / "x.session", gGetRegistry(), nullptr, &mScheduler, &mPlugins, mSession, result);
+        ASSERT_NE(loaded, Session::Failed) << result.ToString();
+        mIsModelLoaded = loaded == Session::Loaded;
+    }
+
+    BarChart* Compute(int32_t threadID, const std::string& name)
+    {
+        BarChart* computed = nullptr;
+        const System::JobHandle job =
+            GetModel().GetOrCreateBarChart(threadID, name, {}, [&](BarChart& chart) { computed = &chart; });
+        mScheduler.Wait({job}, false);
+        return computed;
+    }
+
+    TemporaryFolder mFolder;
+    System::JobScheduler mScheduler;
+    TestPlugin mPlugin;
+    PluginList mPlugins{&mPlugin};
+    std::unique_ptr<Session> mSession;
+    bool mIsModelLoaded = false;
+    double mTime = 0.0;
+};
+
+void gExpectEqual(const BarChart& a, const BarChart& b)
+{
+    EXPECT_EQ(a.GetDescription(), b.GetDescription());
+    EXPECT_EQ(a.GetLargestTime(), b.GetLargestTime());
+    EXPECT_EQ(a.GetTotalTime(), b.GetTotalTime());
+    ASSERT_EQ(a.GetNumLODs(), b.GetNumLODs());
+    for (int32_t level = 0; level < a.GetNumLODs(); ++level)
+    {
+        const BarChartLOD& x = a.GetLOD(level);
+        const BarChartLOD& y = b.GetLOD(level);
+        EXPECT_EQ(x.LODLevel, y.LODLevel);
+        EXPECT_EQ(x.NumEvents, y.NumEvents);
+        ASSERT_EQ(x.Bars.size(), y.Bars.size());
+        for (std::size_t i = 0; i < x.Bars.size(); ++i)
+        {
+            EXPECT_EQ(x.Bars[i].StartTimeMs, y.Bars[i].StartTimeMs);
+            EXPECT_EQ(x.Bars[i].EndTimeMs, y.Bars[i].EndTimeMs);
+            EXPECT_EQ(x.Bars[i].Minimum, y.Bars[i].Minimum);
+            EXPECT_EQ(x.Bars[i].TotalTimeMs, y.Bars[i].TotalTimeMs);
+            EXPECT_EQ(x.Bars[i].Maximum, y.Bars[i].Maximum);
+            EXPECT_EQ(x.Bars[i].Context, y.Bars[i].Context);
+        }
+    }
+}
+
+TEST_F(BarChartModelTest, PairsAreListedInTheOrderOfTheirFirstBegin)
+{
+    EXPECT_TRUE(GetModel().GetAllBarCharts().empty());
+    End(1);
+    TraceEvent named;
+    named.mType = ETraceEventType::ThreadName;
+    named.mName = "Draw";
+    Add(named, 5);
+    EXPECT_TRUE(GetModel().GetAllBarCharts().empty());
+
+    AddSomeEvents(3);
+    Begin("draw", 1);
+    const std::vector<BarChartDescription> expected{{"Frame", 2}, {"Draw", 1}, {"Draw", 2}, {"draw", 1}};
+    EXPECT_EQ(GetModel().GetAllBarCharts(), expected);
+}
+
+TEST_F(BarChartModelTest, ResultIsRewrittenByEachOperation)
+{
+    TraceEvent event;
+    const ModelResult& result = GetModel().ProcessEvent(event);
+    EXPECT_TRUE(result.mSuccess);
+
+    // A file in the way of the model's folder.
+    mFolder.Write("BarChart", "");
+    EXPECT_FALSE(GetModel().Save().mSuccess);
+    EXPECT_EQ(result.mErrors.GetEntries().size(), 1U);
+    EXPECT_FALSE(result.mSuccess);
+    EXPECT_TRUE(GetModel().ProcessEvent(event).mSuccess);
+    EXPECT_FALSE(result.mErrors.HasErrors());
+}
+
+TEST_F(BarChartModelTest, ComputedChartsSurviveSaveAndLoad)
+{
+    AddSomeEvents(700);
+    Finish();
+    BarChart expected{{"Frame", 2}};
+    ASSERT_TRUE(gBuildBarChart(mSession->GetEventStream(), expected, false));
+    ASSERT_EQ(expected.GetNumEvents(), 700);
+
+    const BarChart* frame = Compute(2, "Frame");
+    ASSERT_NE(frame, nullptr);
+    gExpectEqual(*frame, expected);
+    EXPECT_EQ(frame->GetLOD(0).Bars[699].Context, "frame 699");
+    const BarChart* nothing = Compute(3, "Frame");
+    ASSERT_NE(nothing, nullptr);
+    EXPECT_EQ(nothing->GetNumEvents(), 0);
+
+    const std::vector<BarChartDescription> all = GetModel().GetAllBarCharts();
+    ASSERT_TRUE(GetModel().Save().mSuccess);
+    Reopen();
+    EXPECT_TRUE(mIsModelLoaded) << mPlugin.mResult.ToString();
+    EXPECT_EQ(GetModel().GetAllBarCharts(), all);
+    const BarChart* loaded = GetModel().FindBarChart(2, "Frame");
+    ASSERT_NE(loaded, nullptr);
+    gExpectEqual(*loaded, expected);
+    ASSERT_NE(GetModel().FindBarChart(3, "Frame"), nullptr);
+    EXPECT_EQ(GetModel().FindBarChart(1, "Frame"), nullptr);
+    EXPECT_EQ(GetModel().FindBarChart(2, "frame"), nullptr);
+}
+
+TEST_F(BarChartModelTest, ModelOfAReplayEqualsTheRecordedOne)
+{
+    AddSomeEvents();
+    Finish();
+    const std::vector<BarChartDescription> recorded = GetModel().GetAllBarCharts();
+    ASSERT_TRUE(FileSystem::gDeleteFile(mFolder / "BarChart/Model.dat"));
+    Reopen();
+    ASSERT_FALSE(mIsModelLoaded);
+    EXPECT_TRUE(GetModel().GetAllBarCharts().empty());
+    Utility::Result result;
+    ASSERT_TRUE(mSession->ProcessPendingModels(result, nullptr, nullptr)) << result.ToString();
+    EXPECT_EQ(GetModel().GetAllBarCharts(), recorded);
+    Reopen();
+    EXPECT_TRUE(mIsModelLoaded);
+    EXPECT_EQ(GetModel().GetAllBarCharts(), recorded);
+}
+
+TEST_F(BarChartModelTest, SecondRequestIsAnsweredOnTheSpot)
+{
+    AddSomeEvents();
+    Finish();
+    BarChart* first = Compute(1, "Draw");
+    ASSERT_NE(first, nullptr);
+    BarChart* second = nullptr;
+    const System::JobHandle job =
+        GetModel().GetOrCreateBarChart(1, "Draw", {}, [&](BarChart& chart) { second = &chart; });
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(job, System::JobHandle{});
+}
+
+TEST_F(BarChartModelTest, NewRequestCancelsTheOneBeforeAndJoinsItsGroup)
+{
+    AddSomeEvents();
+    Finish();
+    std::string answered;
+    const auto note = [&](BarChart& chart) {
+        answered += chart.GetDescription().Name + " ";
+    };
+    BarChartModel& model = GetModel();
+    const System::JobHandle first = model.GetOrCreateBarChart(2, "Frame", {}, note);
+    const System::JobHandle second = model.GetOrCreateBarChart(2, "Draw", first, note);
+    const System::JobHandle other = model.GetOrCreateBarChart(1, "Draw", {}, note);
+    EXPECT_NE(first.mGroup, System::JobHandle::sNone);
+    EXPECT_EQ(second.mGroup, first.mGroup);
+    EXPECT_NE(other.mGroup, first.mGroup);
+    mScheduler.Wait({first, second, other}, false);
+    EXPECT_EQ(answered, "Draw Draw ");
+    EXPECT_EQ(model.FindBarChart(2, "Frame"), nullptr);
+
+    // A request that is answered at once cancels as well.
+    const System::JobHandle third = model.GetOrCreateBarChart(2, "Frame", second, note);
+    model.GetOrCreateBarChart(2, "Draw", third, note);
+    mScheduler.Wait({third}, false);
+    EXPECT_EQ(answered, "Draw Draw Draw ");
+}
+
+TEST_F(BarChartModelTest, CancelledBuildStopsBehindTheFirstEvent)
+{
+    Begin("Draw", 1);
+    End(1);
+    Finish();
+    const bool cancelled = true;
+    BarChart chart{{"Draw", 1}};
+    EXPECT_FALSE(gBuildBarChart(mSession->GetEventStream(), chart, cancelled));
+    EXPECT_EQ(chart.GetNumEvents(), 0);
+
+    // There is nothing behind which the flag would be looked at.
+    TemporaryFolder folder;
+    Session empty{folder / "y.session", nullptr, &mScheduler, &mPlugins};
+    EXPECT_TRUE(gBuildBarChart(empty.GetEventStream(), chart, cancelled));
+}
+
+class ThreadedBarChartModelTest : public BarChartModelTest
+{
+protected:
+    ThreadedBarChartModelTest() : BarChartModelTest{2} {}
+};
+
+TEST_F(ThreadedBarChartModelTest, CallbackRunsOnceOnTheJobsThread)
+{
+    AddSomeEvents(2000);
+    Finish();
+    std::atomic<int> calls = 0;
+    std::atomic<std::thread::id> thread{};
+    const System::JobHandle job = GetModel().GetOrCreateBarChart(2, "Frame", {}, [&](BarChart& chart) {
+        EXPECT_EQ(GetModel().FindBarChart(2, "Frame"), &chart) << "it is published before";
+        thread = std::this_thread::get_id();
+        ++calls;
+    });
+    EXPECT_TRUE(job.IsValid());
+    while (calls == 0)
+        std::this_thread::yield();
+    mScheduler.Wait({job}, false);
+    EXPECT_EQ(calls, 1);
+    EXPECT_NE(thread.load(), std::this_thread::get_id());
+}
+
+// What a user does who changes the mind faster than the jobs are, with saves in between; the thread sanitizer looks on.
+TEST_F(ThreadedBarChartModelTest, RequestsCancelsAndSavesAtOnce)
+{
+    AddSomeEvents(5000);
+    Finish();
+    BarChartModel& model = GetModel();
+    std::atomic<int> calls = 0;
+    std::vector<System::JobHandle> jobs[2];
+    for (std::vector<System::JobHandle>& own : jobs)
+        own.emplace_back();
+    for (int i = 0; i < 60; ++i)
+    {
+        for (std::vector<System::JobHandle>& own : jobs)
+        {
+            const std::string name = "Event " + std::to_string(i % 20);
+            own.push_back(model.GetOrCreateBarChart(1, name, own.back(), [&](BarChart&) { ++calls; }));
+        }
+        if (i % 10 == 0)
+        {
+            EXPECT_TRUE(model.Save().mSuccess);
+        }
+        if (i % 7 == 0)
+            std::this_thread::yield();
+    }
+    for (const std::vector<System::JobHandle>& own : jobs)
+        mScheduler.Wait(own, false);
+    EXPECT_GE(calls, 1) << "the last request of each client was not cancelled";
+    EXPECT_NE(model.FindBarChart(1, "Event 19"), nullptr);
+    EXPECT_TRUE(model.Save().mSuccess);
+    Reopen();
+    EXPECT_TRUE(mIsModelLoaded) << mPlugin.mResult.ToString();
+}
+
+TEST_F(BarChartModelTest, ResetDeletesTheFolder)
+{
+    GetModel().Reset();
+    mFolder.Write("BarChart/Model.dat", "x");
+    mFolder.Write("BarChart/deeper/other", "x");
+    GetModel().Reset();
+    EXPECT_FALSE(FileSystem::gFileExists(mFolder / "BarChart"));
+    GetModel().Reset();
+    EXPECT_FALSE(FileSystem::gFileExists(mFolder / "BarChart"));
+}
+
+/// The bytes of a stored model, taken apart where its last array lies: the computed charts, of which it has none.
+class StoredModelTest : public BarChartModelTest
+{
+protected:
+    static constexpr const char* cFile = "BarChart/Model.dat";
+
+    void SetUp() override
+    {
+        AddSomeEvents();
+        Finish();
+        mBytes = mFolder.Read(cFile);
+    }
+
+    /// Puts one element into the array and makes the sizes and the checksum good again.
+    void WriteWithChart(std::string_view element)
+    {
+        constexpr std::string_view className = "Profiler::BarChartModel";
+        std::string bytes = mBytes.substr(0, mBytes.size() - sizeof(uint64_t));
+        const std::size_t countAt = bytes.size() - sizeof(uint64_t);
+        const std::size_t arraySizeAt = countAt - sizeof(uint64_t);
+        const std::size_t bodySizeAt = bytes.rfind(className) + className.size();
+        bytes += element;
+        AddTo(bytes, countAt, 1);
+        AddTo(bytes, arraySizeAt, element.size());
+        AddTo(bytes, bodySizeAt, element.size());
+        const uint64_t checksum = Utility::gXXH64(bytes);
+        bytes.append(reinterpret_cast<const char*>(&checksum), sizeof(checksum));
+        mFolder.Write(cFile, bytes);
+    }
+    static void AddTo(std::string& bytes, std::size_t offset, uint64_t amount)
+    {
+        uint64_t value = 0;
+        std::memcpy(&value, bytes.data() + offset, sizeof(value));
+        value += amount;
+        std::memcpy(bytes.data() + offset, &value, sizeof(value));
+    }
+
+    Utility::Result::Entry LoadAndFail()
+    {
+        Utility::Result result;
+        std::unique_ptr<BarChartModel> model = std::make_unique<BarChartModel>(&mPlugin, mSession.get());
+        const BarChartModel* before = model.get();
+        EXPECT_FALSE(BarChartModel::sLoad(mPlugin, *mSession, model, result));
+        EXPECT_EQ(model.get(), before);
+        EXPECT_EQ(result.GetEntries().size(), 1U);
+        EXPECT_TRUE(result.GetContexts().empty());
+        return result.HasErrors() ? result.GetEntries()[0] : Utility::Result::Entry{};
+    }
+
+    std::string mBytes;
+};
+
+TEST_F(StoredModelTest, MissingFileFailsAndLeavesAnEmptyFolder)
+{
+    GetModel().Reset();
+    const Utility::Result::Entry entry = LoadAndFail();
+    EXPECT_EQ(entry.mCode, Serialization::FileNotFound);
+    EXPECT_EQ(entry.mMessage, "Unable to open file");
+    EXPECT_EQ(entry.mContext, mFolder / cFile);
+    EXPECT_TRUE(FileSystem::gFileExists(mFolder / "BarChart"));
+}
+
+TEST_F(StoredModelTest, FileOfAnotherKindIsRefused)
+{
+    Serialization::Schema other;
+    Utility::Result result;
+    ASSERT_TRUE(Serialization::gWriteBinaryFile(mFolder / cFile, {&other}, result));
+    const Utility::Result::Entry entry = LoadAndFail();
+    EXPECT_EQ(entry.mCode, Serialization::CorruptData);
+    EXPECT_EQ(entry.mMessage, "The file does not appear to be a BarChartModel file (missing BarChartModel object)");
+}
+
+TEST_F(StoredModelTest, FirstModelAmongOtherRootsIsTaken)
+{
+    Serialization::Schema other;
+    BarChartModel second{&mPlugin, mSession.get()};
+    Utility::Result result;
+    ASSERT_TRUE(Serialization::gWriteBinaryFile(mFolder / cFile, {&other, &GetModel(), &second}, result));
+    std::unique_ptr<BarChartModel> model;
+    ASSERT_TRUE(BarChartModel::sLoad(mPlugin, *mSession, model, result)) << result.ToString();
+    EXPECT_EQ(model->GetAllBarCharts(), GetModel().GetAllBarCharts());
+    EXPECT_EQ(model->GetSession(), mSession.get());
+    EXPECT_EQ(model->GetPlugin(), &mPlugin);
+}
+
+TEST_F(StoredModelTest, DamageIsSeen)
+{
+    std::string flipped = mBytes;
+    flipped[flipped.size() / 2] ^= 1;
+    for (const std::string& bytes : {flipped, mBytes.substr(0, mBytes.size() - 1), mBytes.substr(0, 3), std::string{}})
+    {
+        SCOPED_TRACE(bytes.size());
+        mFolder.Write(cFile, bytes);
+        LoadAndFail();
+    }
+}
+
+void gAppend(std::string& bytes, uint64_t value)
+{
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));
+}
+
+void gAppend(std::string& bytes, std::string_view text)
+{
+    gAppend(bytes, text.size());
+    bytes += text;
+}
+
+// A checksum that is right says nothing of the sense of what it covers.
+TEST_F(StoredModelTest, ChartsThatContradictThemselvesAreRefused)
+{
+    std::string description;
+    gAppend(description, "Frame");
+    description.append(4, '\0');
+    std::string body;
+    gAppend(body, description.size());
+    body += description;
+    gAppend(body, 8); // an array of no levels: its body is the count
+    gAppend(body, 0);
+    body.append(16, '\0');
+
+    std::string withoutLevels;
+    gAppend(withoutLevels, "Profiler::BarChart");
+    gAppend(withoutLevels, body.size());
+    withoutLevels += body;
+    WriteWithChart(withoutLevels);
+    Utility::Result::Entry entry = LoadAndFail();
+    EXPECT_EQ(entry.mCode, Serialization::CorruptData);
+    EXPECT_EQ(entry.mMessage, "Computed chart 0 (event \"Frame\", thread 0) contradicts itself");
+
+    std::string null;
+    gAppend(null, "null");
+    std::string unknown;
+    gAppend(unknown, "Profiler::OfALaterBuild");
+    gAppend(unknown, 0);
+    for (const std::string& element : {null, unknown})
+    {
+        WriteWithChart(element);
+        entry = LoadAndFail();
+        EXPECT_EQ(entry.mCode, Serialization::CorruptData);
+        EXPECT_EQ(entry.mMessage, "Computed chart 0 is missing");
+    }
+
+    BarChart* chart = Compute(2, "Frame");
+    ASSERT_NE(chart, nullptr);
+    chart->GetLOD(4).Bars.clear();
+    ASSERT_TRUE(GetModel().Save().mSuccess);
+    entry = LoadAndFail();
+    EXPECT_EQ(entry.mMessage, "Computed chart 0 (event \"Frame\", thread 2) contradicts itself");
+}
+
+class OtherModel final : public Model
+{
+    friend struct RTTI::Access;
+    static consteval auto sDescribe()
+    {
+        return RTTI::gDescribe<OtherModel>("Tests::OtherModel", RTTI::Version{1}, RTTI::Base<Model>{});
+    }
+
+public:
+    OtherModel() : Model{nullptr, nullptr} {}
+    const RTTI::TypeHandle& GetType() const override { return RTTI::gTypeOf<OtherModel>(); }
+};
+
+TEST_F(BarChartModelTest, OnlyABarChartModelIsTakenForOne)
+{
+    OtherModel other;
+    EXPECT_EQ(gAsBarChartModel(other), nullptr);
+    BarChartModel own{&mPlugin, mSession.get()};
+    EXPECT_EQ(gAsBarChartModel(own), &own);
+}
+
+}
+}

@@ -18,7 +18,7 @@ OutputMemoryStream::~OutputMemoryStream()
 
 void OutputMemoryStream::Reserve(std::size_t capacity)
 {
-    if (capacity > mCapacity)
+    if (capacity > GetCapacity())
     {
         Reallocate(capacity);
     }
@@ -26,22 +26,26 @@ void OutputMemoryStream::Reserve(std::size_t capacity)
 
 void OutputMemoryStream::Grow(std::size_t count)
 {
-    if (count > std::numeric_limits<std::size_t>::max() / 2 - mCursor)
+    if (count > std::numeric_limits<std::size_t>::max() / 2 - GetPosition())
     {
         throw std::bad_alloc();
     }
-    Reallocate(std::max(mCursor + count, mCapacity + mCapacity / 2));
+    Reallocate(std::max(GetPosition() + count, GetCapacity() + GetCapacity() / 2));
 }
 
 void OutputMemoryStream::Reallocate(std::size_t capacity)
 {
     auto* const buffer = static_cast<std::byte*>(::operator new(capacity, gAlignment));
-    if (mSize != 0)
+    const std::size_t size = GetSize();
+    const std::size_t position = GetPosition();
+    if (size != 0)
     {
-        std::memcpy(buffer, mBuffer, mSize);
+        std::memcpy(buffer, mBuffer, size);
     }
     ::operator delete(mBuffer, gAlignment);
     mBuffer = buffer;
-    mCapacity = capacity;
+    mBufferEnd = buffer + capacity;
+    mCursor = buffer + position;
+    mHighest = buffer + size;
 }
 }

@@ -2,6 +2,7 @@
 
 #include "Utility/InputMemoryStream.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
@@ -61,17 +62,11 @@ public:
     /// there is not initialised. Valid until the next write.
     std::byte* Append(std::size_t count)
     {
-        if (count > mCapacity - mCursor) [[unlikely]]
+        if (count > static_cast<std::size_t>(mBufferEnd - mCursor)) [[unlikely]]
         {
             Grow(count);
         }
-        std::byte* const target = mBuffer + mCursor;
-        mCursor += count;
-        if (mCursor > mSize)
-        {
-            mSize = mCursor;
-        }
-        return target;
+        return std::exchange(mCursor, mCursor + count);
     }
 
     /// Makes room for `capacity` bytes in all.
@@ -80,33 +75,34 @@ public:
     /// Empties the stream and keeps the memory.
     void Clear()
     {
-        mSize = 0;
-        mCursor = 0;
+        mCursor = mBuffer;
+        mHighest = mBuffer;
     }
 
     /// At most to the end of what was written.
     void SetPosition(std::size_t position)
     {
-        assert(position <= mSize);
-        mCursor = position;
+        assert(position <= GetSize());
+        mHighest = std::max(mHighest, mCursor);
+        mCursor = mBuffer + position;
     }
 
-    std::size_t GetPosition() const { return mCursor; }
-    std::size_t GetSize() const { return mSize; }
-    std::size_t GetCapacity() const { return mCapacity; }
+    std::size_t GetPosition() const { return static_cast<std::size_t>(mCursor - mBuffer); }
+    std::size_t GetSize() const { return static_cast<std::size_t>(std::max(mHighest, mCursor) - mBuffer); }
+    std::size_t GetCapacity() const { return static_cast<std::size_t>(mBufferEnd - mBuffer); }
     /// Null while nothing was ever written or reserved. Valid until the next write.
     std::byte* GetBuffer() { return mBuffer; }
     const std::byte* GetBuffer() const { return mBuffer; }
     /// All that was written. Valid until the next write.
-    std::span<const std::byte> GetData() const { return {mBuffer, mSize}; }
+    std::span<const std::byte> GetData() const { return {mBuffer, GetSize()}; }
 
 private:
     void Swap(OutputMemoryStream& other) noexcept
     {
         std::swap(mBuffer, other.mBuffer);
-        std::swap(mCapacity, other.mCapacity);
-        std::swap(mSize, other.mSize);
+        std::swap(mBufferEnd, other.mBufferEnd);
         std::swap(mCursor, other.mCursor);
+        std::swap(mHighest, other.mHighest);
     }
 
     /// Makes room for `count` bytes behind the cursor.
@@ -114,8 +110,9 @@ private:
     void Reallocate(std::size_t capacity);
 
     std::byte* mBuffer = nullptr;
-    std::size_t mCapacity = 0;
-    std::size_t mSize = 0;
-    std::size_t mCursor = 0;
+    std::byte* mBufferEnd = nullptr;
+    std::byte* mCursor = nullptr;
+    /// The largest end that the cursor has left by SetPosition: a write need not look at it.
+    std::byte* mHighest = nullptr;
 };
 }

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cmath>
 #include <limits>
 
 namespace Profiler
@@ -164,38 +163,11 @@ bool TraceEventStream::GetChunk(std::size_t index, Chunk& chunk) const
 bool TraceEventStream::FindChunk(double startTime, std::size_t& index) const
 {
     const Utility::MutexLock lock{mMutex};
-    if (mChunks.empty() || startTime > mChunks.back().EndTime)
-    {
-        return false;
-    }
-    const std::size_t last = mChunks.size() - 1;
-    if (startTime >= mChunks[last].StartTime)
-    {
-        index = last;
-        return true;
-    }
-    std::size_t low = 0;
-    std::size_t high = last;
-    while (low + 1 < high)
-    {
-        const std::size_t middle = low + (high - low) / 2;
-        const double middleStart = mChunks[middle].StartTime;
-        if (startTime > middleStart)
-        {
-            low = middle;
-        }
-        else if (startTime < middleStart)
-        {
-            high = middle;
-        }
-        else
-        {
-            index = middle;
-            return true;
-        }
-    }
-    index = low;
-    return true;
+    // By the ends: of several chunks that begin at the same time, the first may hold the event.
+    const auto position = std::lower_bound(mChunks.begin(), mChunks.end(), startTime,
+        [](const Chunk& chunk, double time) { return chunk.EndTime < time; });
+    index = static_cast<std::size_t>(position - mChunks.begin());
+    return position != mChunks.end();
 }
 
 TraceEventStream::Iterator TraceEventStream::GetIterator(double startTime) const

@@ -130,7 +130,7 @@ private:
     bool WriteIndex(Utility::Result& result);
     std::uint64_t GetDataEnd() const;
     bool GetChunk(std::size_t index, Chunk& chunk) const;
-    /// The chunk that holds the first event at or after the time, or lies in front of it; false when there is none.
+    /// The chunk that holds the first event at or after the time; false when there is none.
     bool FindChunk(double startTime, std::size_t& index) const;
 
     bool CheckIndex(Utility::Result& result) const;

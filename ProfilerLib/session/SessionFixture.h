@@ -1,0 +1,108 @@
+#pragma once
+
+#include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEvent.h"
+#include "Serialization/RTTI/Image.h"
+#include "Serialization/RTTI/TypeRegistry.h"
+#include "Serialization/Schema.h"
+#include "Utility/Mutex.h"
+#include "Utility/TemporaryFolder.h"
+#include "Utility/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Profiler
+{
+/// Collects what is logged while it lives.
+class LogCapture
+{
+public:
+    LogCapture()
+    {
+        Utility::gSetTraceSinks(
+            {{[](const char* line, void* self) { static_cast<LogCapture*>(self)->Add(line); }, this}});
+    }
+    ~LogCapture() { Utility::gSetTraceSinks({}); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    /// What has come since the last call.
+    std::string Take()
+    {
+        const Utility::MutexLock lock{mMutex};
+        return std::exchange(mText, {});
+    }
+
+private:
+    void Add(const char* line)
+    {
+        const Utility::MutexLock lock{mMutex};
+        mText += line;
+    }
+
+    Utility::Mutex mMutex;
+    std::string mText GUARDED_BY(mMutex);
+};
+
+inline TraceEvent MakeEvent(ETraceEventType type, double time, std::int32_t threadID = 1, std::int32_t processID = 0)
+{
+    TraceEvent event;
+    event.mType = type;
+    event.mTime = time;
+    event.mThreadID = threadID;
+    event.mProcessID = processID;
+    return event;
+}
+
+inline TraceEvent MakeBegin(double time, std::string name, std::string context = {}, std::int32_t threadID = 1)
+{
+    TraceEvent event = MakeEvent(ETraceEventType::InstrumentationBegin, time, threadID);
+    event.mID = 77;
+    event.mName = std::move(name);
+    event.mContext = std::move(context);
+    return event;
+}
+
+inline TraceEvent MakeThreadStart(double time, std::int32_t threadID, std::uint64_t address, bool existedBefore = false)
+{
+    TraceEvent event = MakeEvent(ETraceEventType::ThreadStart, time, threadID);
+    event.mStartAddress = address;
+    event.mExistedBefore = existedBefore ? 1 : 0;
+    return event;
+}
+
+inline TraceEvent MakeThreadName(double time, std::int32_t threadID, std::string name)
+{
+    TraceEvent event = MakeEvent(ETraceEventType::ThreadName, time, threadID);
+    event.mName = std::move(name);
+    return event;
+}
+
+/// A folder for a capture, the types that are stored in one, and the log.
+class SessionFixture : public ::testing::Test
+{
+protected:
+    SessionFixture()
+    {
+        {
+            const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
+            RTTI::gRegisterTypes(mRegistry);
+            gRegisterProfilerTypes(mRegistry);
+            Serialization::gRegisterTypes(mRegistry);
+        }
+        mRegistry.Finalize();
+    }
+
+    std::string GetSessionPath() const { return mFolder / "capture.session"; }
+
+    TemporaryFolder mFolder;
+    RTTI::TypeRegistry mRegistry;
+    LogCapture mLog;
+    Utility::Result mResult;
+};
+}

@@ -7,7 +7,6 @@
 #include <CLI/CLI.hpp>
 
 #include "Quarkspindle/Output.h"
-#include "Quarkspindle/Version.h"
 #include "Quarkspindle/commands/ChartCommand.h"
 #include "Quarkspindle/commands/ImportCommand.h"
 #include "Quarkspindle/commands/InfoCommand.h"
@@ -36,6 +35,14 @@ std::vector<std::unique_ptr<Command>> MakeCommands()
     return commands;
 }
 
+std::string DescribeWrongUsage(const CLI::App* program, const CLI::Error& error)
+{
+    std::string word;
+    for (const CLI::App* chosen : program->get_subcommands())
+        word = " " + chosen->get_name();
+    return std::string{"quarkspindle: "} + error.what() + "\nRun 'quarkspindle" + word + " --help' for its usage.\n";
+}
+
 int RunCommand(Command& command)
 {
     const std::atomic<bool>& interrupted = System::gCatchInterrupts();
@@ -55,7 +62,10 @@ int gRunCommandLine(int argc, const char* const* argv)
     CLI::App program{"Shows every occurrence of an instrumentation event of a capture, and which were slow.\n"
                      "Where CAPTURE stands, name the capture's directory, its .session file, or the trace beside it.",
         "quarkspindle"};
-    program.set_version_flag("--version", std::string{"quarkspindle "} + cVersion, "Print the version and exit");
+    program.set_version_flag("--version", gGetVersionText(), "Print the version and exit");
+    program.failure_message(&DescribeWrongUsage);
+    program.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    program.get_formatter()->label("Subcommands", "Commands");
     program.require_subcommand(1);
     program.footer("Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
                    "'quarkspindle COMMAND --help' explains a command.");

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "BarChartPlugin/BarChartModel.h"
+#include "BarChartPlugin/BarChartTypes.h"
 #include "ProfilerLib/plugin/PluginDescriptor.h"
 #include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"

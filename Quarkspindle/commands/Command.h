@@ -20,6 +20,9 @@ struct CommandContext
     const std::atomic<bool>& Interrupted;
 };
 
+/// What `--version` prints.
+std::string gGetVersionText();
+
 /// One word of the command line. `Declare` adds the word with its options, which the parser fills in; `Run` does the work.
 class Command
 {

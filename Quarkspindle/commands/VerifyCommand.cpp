@@ -17,7 +17,7 @@ void VerifyCommand::Declare(CLI::App& program)
     word.add_option("CAPTURE", mCapture, "Capture directory, .session file, or the trace beside it")->required();
 }
 
-bool VerifyCommand::Run(const CommandContext& context, Utility::Result& result)
+bool VerifyCommand::Run(const CommandContext&, Utility::Result& result)
 {
     Host host;
     std::string sessionPath;
@@ -26,7 +26,7 @@ bool VerifyCommand::Run(const CommandContext& context, Utility::Result& result)
 
     Output output;
     std::size_t numDamages = 0;
-    for (const Finding& finding : CaptureVerifier{host, sessionPath, context.Interrupted}.Verify())
+    for (const Finding& finding : CaptureVerifier{host, sessionPath}.Verify())
     {
         output.Print("%-8s%s: %s\n", finding.IsDamage ? "DAMAGED" : "ok", gMakePrintable(finding.File).c_str(),
             gMakePrintable(finding.Text).c_str());

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include "Utility/TemporaryFolder.h"
 #include "tests/support/RunProgram.h"
-#include "tests/support/TemporaryDirectory.h"
 
 namespace
 {
@@ -45,10 +45,10 @@ protected:
         const std::string trace = mDirectory.Write("trace.json", content);
         const ProgramResult imported = gRunQuarkspindle({"import", trace, "--force"});
         EXPECT_EQ(imported.ExitCode, 0) << imported.Errors;
-        return mDirectory.Path("trace");
+        return mDirectory / "trace";
     }
 
-    Tests::TemporaryDirectory mDirectory;
+    TemporaryFolder mDirectory;
 };
 
 TEST_F(CommandLineTest, ImportSaysWhereTheCaptureIsAndWhatWasKept)
@@ -56,18 +56,18 @@ TEST_F(CommandLineTest, ImportSaysWhereTheCaptureIsAndWhatWasKept)
     const std::string trace = mDirectory.Write("trace.json", cTrace);
     const ProgramResult imported = gRunQuarkspindle({"import", trace});
     ASSERT_EQ(imported.ExitCode, 0) << imported.Errors;
-    EXPECT_NE(imported.Output.find(mDirectory.Path("trace")), std::string::npos) << imported.Output;
+    EXPECT_NE(imported.Output.find(mDirectory / "trace"), std::string::npos) << imported.Output;
     EXPECT_NE(imported.Output.find("8 events"), std::string::npos) << imported.Output;
     EXPECT_NE(imported.Output.find("6 intervals on 2 threads of 1 processes"), std::string::npos) << imported.Output;
     EXPECT_NE(imported.Output.find("of phase \"i\""), std::string::npos) << imported.Output;
     EXPECT_EQ(imported.Errors, "");
-    EXPECT_TRUE(std::filesystem::exists(mDirectory.Path("trace/trace.session")));
+    EXPECT_TRUE(std::filesystem::exists(mDirectory / "trace/trace.session"));
 }
 
 TEST_F(CommandLineTest, CaptureIsFoundByEveryNameOfIt)
 {
     const std::string capture = Import();
-    const std::string names[] = {capture, capture + "/trace.session", mDirectory.Path("trace.json")};
+    const std::string names[] = {capture, capture + "/trace.session", mDirectory / "trace.json"};
     for (const std::string& name : names)
     {
         const ProgramResult info = gRunQuarkspindle({"info", name});
@@ -177,15 +177,15 @@ TEST_F(CommandLineTest, BadInputEndsWithOneLineAndCodeOne)
         const char* Reason;
     };
     const Row rows[] = {
-        {{"import", mDirectory.Path("none.json")}, "none.json"},
-        {{"import", mDirectory.Path("empty.json")}, "empty.json"},
-        {{"import", mDirectory.Path("text.json")}, "byte 0"},
-        {{"import", mDirectory.Path("other.json")}, "traceEvents"},
-        {{"import", mDirectory.Path("trace.json")}, "trace"},
-        {{"info", mDirectory.Path("nowhere")}, "nowhere: There is no such file or directory"},
-        {{"info", mDirectory.Path()}, "broken.session"},
-        {{"info", mDirectory.Path("broken.session")}, "not a Quarkspindle buffer"},
-        {{"info", mDirectory.Path("text.json")}, "run 'quarkspindle import' on it first"},
+        {{"import", mDirectory / "none.json"}, "none.json"},
+        {{"import", mDirectory / "empty.json"}, "empty.json"},
+        {{"import", mDirectory / "text.json"}, "byte 0"},
+        {{"import", mDirectory / "other.json"}, "traceEvents"},
+        {{"import", mDirectory / "trace.json"}, "trace"},
+        {{"info", mDirectory / "nowhere"}, "nowhere: There is no such file or directory"},
+        {{"info", mDirectory.GetPath()}, "broken.session"},
+        {{"info", mDirectory / "broken.session"}, "not a Quarkspindle buffer"},
+        {{"info", mDirectory / "text.json"}, "run 'quarkspindle import' on it first"},
         {{"chart", capture, "--event", "wor"}, "did you mean \"work\"?"},
         {{"chart", capture, "--event", "inner", "--thread", "8"}, "does not occur on thread 8"},
     };
@@ -245,10 +245,10 @@ TEST_F(CommandLineTest, TextOfACaptureCannotSteerTheTerminal)
 TEST_F(CommandLineTest, FailedImportLeavesNothingBehind)
 {
     mDirectory.Write("text.json", "[1, 2, 3");
-    EXPECT_EQ(gRunQuarkspindle({"import", mDirectory.Path("text.json"), "-o", mDirectory.Path("out/capture")}).ExitCode, 1);
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(mDirectory.Path()))
+    EXPECT_EQ(gRunQuarkspindle({"import", mDirectory / "text.json", "-o", mDirectory / "out/capture"}).ExitCode, 1);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(mDirectory.GetPath()))
         EXPECT_NE(entry.path().extension(), ".session") << entry.path();
-    EXPECT_FALSE(std::filesystem::exists(mDirectory.Path("out/capture")));
+    EXPECT_FALSE(std::filesystem::exists(mDirectory / "out/capture"));
 }
 
 }

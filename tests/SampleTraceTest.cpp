@@ -8,8 +8,8 @@
 #include <rapidjson/document.h>
 #include <zlib.h>
 
+#include "Utility/TemporaryFolder.h"
 #include "tests/support/RunProgram.h"
-#include "tests/support/TemporaryDirectory.h"
 
 /// The charts of the bundled trace, computed once more by other means: the whole file as a DOM, integer nanoseconds,
 /// lanes and outermost occurrences by their definitions, with nothing of the product's code in between.
@@ -139,8 +139,8 @@ std::vector<std::string> ReadBars(const std::string& csv)
 
 TEST(SampleTraceTest, EveryChartAgreesWithAnIndependentComputation)
 {
-    const Tests::TemporaryDirectory directory;
-    const std::string capture = directory.Path("capture");
+    const TemporaryFolder directory;
+    const std::string capture = directory / "capture";
     const Tests::ProgramResult imported = Tests::gRunQuarkspindle({"import", QUARKSPINDLE_SAMPLE, "-o", capture});
     ASSERT_EQ(imported.ExitCode, 0) << imported.Errors;
 
@@ -172,8 +172,8 @@ TEST(SampleTraceTest, EveryChartAgreesWithAnIndependentComputation)
 
 TEST(SampleTraceTest, VerifyFindsNothingWrongWithAnImport)
 {
-    const Tests::TemporaryDirectory directory;
-    const std::string capture = directory.Path("capture");
+    const TemporaryFolder directory;
+    const std::string capture = directory / "capture";
     ASSERT_EQ(Tests::gRunQuarkspindle({"import", QUARKSPINDLE_SAMPLE, "-o", capture}).ExitCode, 0);
     const Tests::ProgramResult verified = Tests::gRunQuarkspindle({"verify", capture});
     EXPECT_EQ(verified.ExitCode, 0) << verified.Output << verified.Errors;

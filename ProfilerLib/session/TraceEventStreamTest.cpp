@@ -59,6 +59,12 @@ class FastFileCalls final : public FileSystem::Internal::FileCalls
 {
 public:
     int Sync(int) override { return 0; }
+    int Rename(const char* from, const char* to) override
+    {
+        // Some file systems flush a file that replaces another.
+        FileCalls::Remove(to);
+        return FileCalls::Rename(from, to);
+    }
     int SyncDirectory(const char*) override { return 0; }
 };
 

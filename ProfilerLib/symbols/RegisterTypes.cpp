@@ -8,7 +8,7 @@
 namespace Profiler
 {
 
-void gRegisterRegisterTypes(RTTI::TypeRegistry& registry)
+void gRegisterSymbolTypes(RTTI::TypeRegistry& registry)
 {
     registry.Register(RTTI::gTypeOf<SymbolModule>());
     registry.Register(RTTI::gTypeOf<ResolvedFunction>());

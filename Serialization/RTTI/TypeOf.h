@@ -21,9 +21,10 @@ namespace RTTI
 template <class T>
 struct TypeRecord;
 
-/// The handle of `T` in this image.
+/// The handle of `T` in this image. Not constexpr: a compiler that folds the call inside the body of a class would need
+/// descriptions that stand further down in it.
 template <class T>
-constexpr const TypeHandle& gTypeOf()
+const TypeHandle& gTypeOf()
 {
     return TypeRecord<T>::sHandle;
 }

@@ -141,8 +141,6 @@ public:
     /// class are no types of their own here: their properties are listed in the class.
     void AddType(const RTTI::TypeHandle& type);
 
-    const RTTI::TypeHandle& GetType() const override { return RTTI::gTypeOf<Schema>(); }
-
     static consteval auto sDescribe()
     {
         return RTTI::gDescribe<Schema>("Serialization::Schema", RTTI::Version{1}, RTTI::Base<RTTI::Object>{},
@@ -150,6 +148,9 @@ public:
             RTTI::Field<&Schema::Pointers>{"Pointers"}, RTTI::Field<&Schema::Arrays>{"Arrays"},
             RTTI::Field<&Schema::Maps>{"Maps"});
     }
+
+    // Behind the description, which an optimising compiler and clang need before its use.
+    const RTTI::TypeHandle& GetType() const override { return RTTI::gTypeOf<Schema>(); }
 
 private:
     void AddCompound(const RTTI::TypeHandle& type);

@@ -1,8 +1,12 @@
 #include "BarChartPlugin/BarChartBenchmarkMapping.h"
 #include "BarChartPlugin/BarChartModel.h"
+#include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEvent.h"
 #include "ProfilerLib/session/TraceEventStream.h"
+#include "Serialization/RTTI/Image.h"
+#include "Serialization/RTTI/TypeRegistry.h"
+#include "Serialization/Schema.h"
 #include "System/JobScheduler.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Guid.h"
@@ -39,6 +43,19 @@ void gRequire(bool condition, const Utility::Result& result)
     std::exit(1);
 }
 
+/// What writing a stream takes.
+void gRegisterTypes()
+{
+    static RTTI::TypeRegistry sRegistry;
+    {
+        const auto scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
+        RTTI::gRegisterTypes(sRegistry);
+        Serialization::gRegisterTypes(sRegistry);
+        Profiler::gRegisterProfilerTypes(sRegistry);
+    }
+    sRegistry.Finalize();
+}
+
 /// A capture of so many events, gone with the object: scopes on four threads, 44 bytes an event.
 class Recording
 {
@@ -47,6 +64,7 @@ public:
         : mFolder{FileSystem::gCombinePath(
               std::filesystem::temp_directory_path().string(), "qs-" + Utility::gFormatGUID(Utility::gMakeGUID()))}
     {
+        gRegisterTypes();
         Utility::Result result;
         gRequire(FileSystem::gCreateDirectoryTree(mFolder), result);
         mSession = std::make_unique<Profiler::Session>(mFolder + "/x.session", nullptr, &mScheduler, &mPlugins);

@@ -30,8 +30,9 @@ inline constexpr const char* cBarChartModelFile = "Model.dat";
 /// a chart waits for it.
 ///
 /// The host links this class too and calls models that a plug-in made. All that it may call there is virtual, so that
-/// it is always the code of the image that made the model which runs; see `gAsBarChartModel`.
-class BarChartModel final : public Model
+/// it is always the code of the image that made the model which runs; see `gAsBarChartModel`. For the same reason it is
+/// not final: that would let the host's compiler call its own copy.
+class BarChartModel : public Model
 {
 public:
     using Callback = std::function<void(BarChart& chart)>;

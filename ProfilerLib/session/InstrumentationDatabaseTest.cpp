@@ -1,0 +1,64 @@
+#include "ProfilerLib/session/InstrumentationDatabase.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+namespace Profiler
+{
+namespace
+{
+
+using Results = std::vector<InstrumentationSearchResult>;
+
+Results Sorted(Results results)
+{
+    std::ranges::sort(results, {}, &InstrumentationSearchResult::mID);
+    return results;
+}
+
+TEST(InstrumentationDatabaseTest, TheFirstTextOfAnIdentifierStays)
+{
+    InstrumentationDatabase database;
+    EXPECT_EQ(database.AddEvent(1, "Load", ""), InstrumentationDatabase::cNoContext);
+    EXPECT_EQ(database.AddEvent(1, "Save", "abc"), 0x44BC2CF5AD770999u) << "XXH64 of \"abc\" with seed 0";
+    EXPECT_EQ(database.AddEvent(2, "Save", "abc"), 0x44BC2CF5AD770999u);
+    const std::string& name = database.GetEventName(1);
+    for (uint64_t id = 100; id < 2000; ++id)
+        database.AddEvent(id, "many", std::to_string(id));
+
+    EXPECT_EQ(name, "Load") << "a reference outlives later additions";
+    EXPECT_EQ(database.GetEventName(2), "Save");
+    EXPECT_EQ(database.GetContext(0x44BC2CF5AD770999u), "abc");
+    EXPECT_EQ(database.GetNumEvents(), 1902u);
+    EXPECT_EQ(database.GetNumContexts(), 1901u);
+    EXPECT_EQ(database.GetEventName(3), "");
+    EXPECT_EQ(database.GetContext(InstrumentationDatabase::cNoContext), "");
+}
+
+TEST(InstrumentationDatabaseTest, SearchesIgnoreCaseAndAppend)
+{
+    InstrumentationDatabase database;
+    database.AddEvent(1, "LoadFile", {});
+    database.AddEvent(2, "loadfile", {});
+    database.AddEvent(3, "Load", {});
+    database.AddEvent(4, "Reload", {});
+
+    const InstrumentationSearchResult before{"before", 0, false};
+    Results results{before};
+    database.FindEventsByName("LOADFILE", results);
+    EXPECT_EQ(Sorted(results), (Results{before, {"LoadFile", 1, true}, {"loadfile", 2, true}}));
+
+    results.clear();
+    database.FindEventsContaining("lOAD", results);
+    EXPECT_EQ(results.size(), 4u);
+    results.clear();
+    database.FindEventsContaining("loadF", results);
+    EXPECT_EQ(Sorted(results), (Results{{"LoadFile", 1, true}, {"loadfile", 2, true}}));
+    results.clear();
+    database.FindEventsByName("loadf", results);
+    EXPECT_TRUE(results.empty());
+}
+
+}
+}

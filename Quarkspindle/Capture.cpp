@@ -16,8 +16,8 @@ std::unique_ptr<Profiler::Session> gOpenCapture(
         return nullptr;
 
     std::unique_ptr<Profiler::Session> session;
-    const int32_t loaded = Profiler::Session::sLoad(sessionPath, host.GetTypeRegistry(), nullptr,
-        &host.GetJobScheduler(), &host.GetPlugins(), session, result);
+    const int32_t loaded = Profiler::Session::sLoad(
+        sessionPath, host.GetTypeRegistry(), nullptr, &host.GetJobScheduler(), &host.GetPlugins(), session, result);
     if (loaded == Profiler::Session::Failed)
         return nullptr;
     if (loaded == Profiler::Session::LoadedWithPendingModels)

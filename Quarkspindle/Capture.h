@@ -16,8 +16,8 @@ namespace Quarkspindle
 
 class Host;
 
-/// Opens the capture that the user named, with the models of the host's plug-ins. Models that cannot be read are rebuilt
-/// from the events, with progress on standard error. Null with the reason in `result`, also after an interrupt.
+/// Opens the capture that the user named, with the models of the host's plug-ins. Models that cannot be read are
+/// rebuilt from the events, with progress on standard error. Null with the reason in `result`, also after an interrupt.
 std::unique_ptr<Profiler::Session> gOpenCapture(
     Host& host, const std::string& path, const std::atomic<bool>& interrupted, Utility::Result& result);
 

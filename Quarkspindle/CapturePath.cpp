@@ -14,7 +14,7 @@ namespace Quarkspindle
 namespace
 {
 
-/// The one session file of a directory; its own name decides when there are several.
+/// The one session file of a directory.
 bool FindInDirectory(const std::string& directory, std::string& sessionPath, Utility::Result& result)
 {
     std::vector<std::string> files;
@@ -23,7 +23,8 @@ bool FindInDirectory(const std::string& directory, std::string& sessionPath, Uti
     if (files.empty())
         return result.Fail(Serialization::FileNotFound, "The directory is no capture: it has no .session file");
     if (files.size() > 1)
-        return result.Fail(Serialization::InvalidBuffer, "The directory has %zu .session files: name one of them", files.size());
+        return result.Fail(
+            Serialization::InvalidBuffer, "The directory has %zu .session files: name one of them", files.size());
     sessionPath = files.front();
     return true;
 }

@@ -31,9 +31,9 @@ std::string FormatFileSize(const std::string& path)
 }
 
 CaptureVerifier::CaptureVerifier(Host& host, std::string sessionPath)
-    : mHost{host}, mSessionPath{std::move(sessionPath)}
-{
-}
+    : mHost{host},
+      mSessionPath{std::move(sessionPath)}
+{}
 
 std::vector<Finding> CaptureVerifier::Verify()
 {
@@ -52,8 +52,8 @@ void CaptureVerifier::VerifySessionFile()
     factory.SetFactory<Profiler::Module>([] { return std::make_unique<Profiler::Module>(nullptr); });
     Utility::Result result;
     std::vector<std::unique_ptr<RTTI::Object>> objects;
-    if (Serialization::gReadBinaryFile(mSessionPath, mHost.GetTypeRegistry(), factory,
-            Serialization::EUnknownTypePolicy::Skip, objects, result) &&
+    if (Serialization::gReadBinaryFile(
+            mSessionPath, mHost.GetTypeRegistry(), factory, Serialization::EUnknownTypePolicy::Skip, objects, result) &&
         result.Check(Serialization::gTakeFirst<Profiler::Session>(objects) != nullptr, Serialization::CorruptData,
             "It holds no session"))
         AddSound(mSessionPath, "session, " + FormatFileSize(mSessionPath));
@@ -72,13 +72,12 @@ void CaptureVerifier::VerifyEvents(Profiler::Session& session)
         AddDamage(indexPath, result);
         return;
     }
-    const std::string numChunks = gFormatCount(stream->GetChunks().size());
-    AddSound(indexPath, "index of " + numChunks + " chunks, " + FormatFileSize(indexPath));
+    const std::string chunks = gFormatCount(stream->GetChunks().size(), "chunk", "chunks");
+    AddSound(indexPath, "index of " + chunks + ", " + FormatFileSize(indexPath));
     const bool isComplete = result.Check(stream->GetNumLostChunks() == 0, Serialization::CorruptData,
-        "The file ends before the last %llu chunks that the index names",
-        static_cast<unsigned long long>(stream->GetNumLostChunks()));
+        "The file lacks %s that the index names", gFormatCount(stream->GetNumLostChunks(), "chunk", "chunks").c_str());
     if (Profiler::EventStreamVerifier{*stream}.Verify(result) && isComplete)
-        AddSound(dataPath, gFormatCount(stream->GetNumEvents()) + " events in " + numChunks + " chunks, " +
+        AddSound(dataPath, gFormatCount(stream->GetNumEvents(), "event", "events") + " in " + chunks + ", " +
                                FormatFileSize(dataPath));
     else
         AddDamage(dataPath, result);
@@ -86,8 +85,8 @@ void CaptureVerifier::VerifyEvents(Profiler::Session& session)
 
 void CaptureVerifier::VerifyModel(Profiler::Session& session)
 {
-    const std::string path = FileSystem::gCombinePath(
-        session.GetFile(Profiler::cBarChartFolder), Profiler::cBarChartModelFile);
+    const std::string path =
+        FileSystem::gCombinePath(session.GetFile(Profiler::cBarChartFolder), Profiler::cBarChartModelFile);
     if (!FileSystem::gFileExists(path))
     {
         AddSound(path, "not there: it will be made from the events");
@@ -96,7 +95,8 @@ void CaptureVerifier::VerifyModel(Profiler::Session& session)
     Utility::Result result;
     std::unique_ptr<Profiler::BarChartModel> model;
     if (Profiler::BarChartModel::sLoad(*mHost.GetPlugins().front(), session, model, result))
-        AddSound(path, "model of " + gFormatCount(model->GetAllBarCharts().size()) + " charts, " + FormatFileSize(path));
+        AddSound(path, "model of " + gFormatCount(model->GetAllBarCharts().size(), "chart", "charts") + ", " +
+                           FormatFileSize(path));
     else
         AddDamage(path, result);
 }

@@ -106,8 +106,9 @@ Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility:
     return nullptr;
 }
 
-std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model, const std::string& name,
-    std::optional<int32_t> threadID, const std::atomic<bool>& interrupted, Utility::Result& result)
+std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model,
+    const std::string& name, std::optional<int32_t> threadID, const std::atomic<bool>& interrupted,
+    Utility::Result& result)
 {
     const auto context = result.PushContext(session.GetPath());
     const std::vector<int32_t> threadIDs = FindThreads(model, name);
@@ -120,7 +121,8 @@ std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarCh
     {
         if (std::find(threadIDs.begin(), threadIDs.end(), *threadID) != threadIDs.end())
             return threadID;
-        result.Fail(Serialization::Unspecified, "The event \"%s\" does not occur on thread %d", name.c_str(), *threadID);
+        result.Fail(
+            Serialization::Unspecified, "The event \"%s\" does not occur on thread %d", name.c_str(), *threadID);
         return std::nullopt;
     }
     if (threadIDs.size() == 1)

@@ -20,11 +20,12 @@ namespace Quarkspindle
 /// The chart model among the session's models; null with the reason in `result` when the plug-in gave none.
 Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility::Result& result);
 
-/// The thread whose chart of the event `name` is meant: `threadID` when it is given, else the one with most occurrences,
-/// the first of them among equals. Nothing, with the reason in `result`, when there is no such chart, or after an
-/// interrupt. Reads the events once when it has to choose among several threads.
-std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model, const std::string& name,
-    std::optional<int32_t> threadID, const std::atomic<bool>& interrupted, Utility::Result& result);
+/// The thread whose chart of the event `name` is meant: `threadID` when it is given, else the one with most
+/// occurrences, the first of them among equals. Nothing, with the reason in `result`, when there is no such chart, or
+/// after an interrupt. Reads the events once when it has to choose among several threads.
+std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model,
+    const std::string& name, std::optional<int32_t> threadID, const std::atomic<bool>& interrupted,
+    Utility::Result& result);
 
 /// The chart from the model, computed by its job on the session's scheduler when it has to be, while this thread waits.
 /// Null with the reason in `result` when that was interrupted. The chart belongs to the model.

@@ -41,9 +41,10 @@ void AppendCsvNumber(std::string& line, double value)
 }
 
 ChartPrinter::ChartPrinter(const Profiler::BarChart& chart, std::string threadName, int level)
-    : mChart{chart}, mLOD{GetLevel(chart, level)}, mThreadName{std::move(threadName)}
-{
-}
+    : mChart{chart},
+      mLOD{GetLevel(chart, level)},
+      mThreadName{std::move(threadName)}
+{}
 
 void ChartPrinter::PrintCsv(Output& output) const
 {

@@ -41,8 +41,8 @@ private:
     std::string mThreadName;
 };
 
-/// `values`, none negative, as a strip of `rows` lines of block characters, at most `width` columns, each as high as the
-/// largest value that it covers. The largest of all fills the height, and a value above 0 always shows.
+/// `values`, none negative, as a strip of `rows` lines of block characters, at most `width` columns, each as high as
+/// the largest value that it covers. The largest of all fills the height, and a value above 0 always shows.
 std::vector<std::string> gMakeBarStrip(const std::vector<double>& values, std::size_t width, int rows);
 
 }

@@ -67,8 +67,9 @@ int gRunCommandLine(int argc, const char* const* argv)
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     program.get_formatter()->label("Subcommands", "Commands");
     program.require_subcommand(1);
-    program.footer("Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
-                   "'quarkspindle COMMAND --help' explains a command.");
+    program.footer(
+        "Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
+        "'quarkspindle COMMAND --help' explains a command.");
 
     const std::vector<std::unique_ptr<Command>> commands = MakeCommands();
     for (const auto& command : commands)

@@ -23,8 +23,8 @@ public:
     Host& operator=(const Host&) = delete;
     ~Host();
 
-    /// Loads the plug-in module that lies beside the program or in the installed folder, checks its interface, and hands
-    /// over the log, and the registry. False with the reason in `result`; the host then works on without it.
+    /// Loads the plug-in module that lies beside the program or in the installed folder, checks its interface, and
+    /// hands over the log, and the registry. False with the reason in `result`; the host then works on without it.
     [[nodiscard]] bool LoadPlugins(Utility::Result& result);
 
     RTTI::TypeRegistry& GetTypeRegistry() { return mTypeRegistry; }

@@ -166,4 +166,9 @@ std::string gFormatCount(uint64_t count)
     return digits;
 }
 
+std::string gFormatCount(uint64_t count, const char* one, const char* several)
+{
+    return gFormatCount(count) + " " + (count == 1 ? one : several);
+}
+
 }

@@ -40,7 +40,8 @@ void gAppendCsvField(std::string& line, std::string_view field);
 /// 17 significant digits: the text reads back as the same number.
 void gAppendNumber(std::string& line, double value);
 
-/// A duration for people, from milliseconds, in the unit that fits: "912 ns", "3.25 µs", "41.7 ms", "2.003 s", "1 min 5 s".
+/// A duration for people, from milliseconds, in the unit that fits: "912 ns", "3.25 µs", "41.7 ms", "2.003 s", "1 min 5
+/// s".
 std::string gFormatMilliseconds(double ms);
 
 /// Text of a capture made safe for a terminal: control characters are shown as "\x1b", and what is longer than `width`
@@ -51,7 +52,8 @@ std::string gMakePrintable(std::string_view text, std::size_t width = ~std::size
 std::string gPadRight(std::string_view text, std::size_t width);
 std::string gPadLeft(std::string_view text, std::size_t width);
 
-/// 1234567 as "1 234 567".
+/// 1234567 as "1 234 567"; with words for one and for several, "1 chunk" or "21 chunks".
 std::string gFormatCount(uint64_t count);
+std::string gFormatCount(uint64_t count, const char* one, const char* several);
 
 }

@@ -28,9 +28,7 @@ std::string FormatRate(ProgressLine::EUnit unit, double perSecond)
 
 }
 
-ProgressLine::ProgressLine() : mEnabled{System::gIsTerminal(System::EStandardStream::Error)}
-{
-}
+ProgressLine::ProgressLine() : mEnabled{System::gIsTerminal(System::EStandardStream::Error)} {}
 
 ProgressLine::~ProgressLine()
 {

@@ -24,7 +24,8 @@ public:
     ProgressLine& operator=(const ProgressLine&) = delete;
     ~ProgressLine();
 
-    /// Shows the state of one phase; a new `text` starts a new phase, whose rate is measured afresh. Cheap to call often.
+    /// Shows the state of one phase; a new `text` starts a new phase, whose rate is measured afresh. Cheap to call
+    /// often.
     void Show(const std::string& text, EUnit unit, uint64_t done, uint64_t total);
 
     void Report(int32_t kind, float fraction, const std::string& text, int32_t extra) override;

@@ -58,7 +58,7 @@ TEST_F(CommandLineTest, ImportSaysWhereTheCaptureIsAndWhatWasKept)
     ASSERT_EQ(imported.ExitCode, 0) << imported.Errors;
     EXPECT_NE(imported.Output.find(mDirectory / "trace"), std::string::npos) << imported.Output;
     EXPECT_NE(imported.Output.find("8 events"), std::string::npos) << imported.Output;
-    EXPECT_NE(imported.Output.find("6 intervals on 2 threads of 1 processes"), std::string::npos) << imported.Output;
+    EXPECT_NE(imported.Output.find("6 intervals on 2 threads of 1 process"), std::string::npos) << imported.Output;
     EXPECT_NE(imported.Output.find("of phase \"i\""), std::string::npos) << imported.Output;
     EXPECT_EQ(imported.Errors, "");
     EXPECT_TRUE(std::filesystem::exists(mDirectory / "trace/trace.session"));
@@ -113,8 +113,8 @@ TEST_F(CommandLineTest, ChartAsCsvGivesExactTimesOfTheBusiestThread)
                                            "1,1,1.3,0.30000000000000004,",
                                            "2,2,2.0005000000000002,0.00050000000000016698,key: value",
                                        }));
-    const ProgramResult level = gRunQuarkspindle(
-        {"chart", capture, "--event", "work", "--format", "csv", "--level", "1", "--thread", "7"});
+    const ProgramResult level =
+        gRunQuarkspindle({"chart", capture, "--event", "work", "--format", "csv", "--level", "1", "--thread", "7"});
     EXPECT_EQ(SplitLines(level.Output),
         (std::vector<std::string>{
             "index,start_ms,end_ms,minimum_ms,average_ms,maximum_ms,occurrences",
@@ -197,6 +197,43 @@ TEST_F(CommandLineTest, BadInputEndsWithOneLineAndCodeOne)
         EXPECT_NE(result.Errors.find(row.Reason), std::string::npos) << result.Errors;
         EXPECT_EQ(SplitLines(result.Errors).size(), 1u) << result.Errors;
     }
+}
+
+TEST_F(CommandLineTest, VerifyFindsEveryDamagedFile)
+{
+    struct Row
+    {
+        const char* File;
+        std::ptrdiff_t Offset; ///< of the byte that is changed; negative: counted from the end
+        const char* Reason;
+    };
+    const Row rows[] = {
+        {"trace/trace.session", 100, "CRC check failed"},
+        {"trace/events.index", -1, "CRC check failed"},
+        {"trace/events.dat", 0, "Chunk 1 of 1, at byte 0"},
+        {"trace/events.dat", -18, "cannot be read"},
+        {"trace/events.dat", -17, "the index says"},
+        {"trace/BarChart/Model.dat", 0, "not a Quarkspindle buffer"},
+    };
+    for (const Row& row : rows)
+    {
+        const std::string capture = Import();
+        std::string content = mDirectory.Read(row.File);
+        const auto size = static_cast<std::ptrdiff_t>(content.size());
+        content[static_cast<std::size_t>(row.Offset < 0 ? size + row.Offset : row.Offset)] ^= 0x40;
+        mDirectory.Write(row.File, content);
+
+        const ProgramResult verified = gRunQuarkspindle({"verify", capture});
+        EXPECT_EQ(verified.ExitCode, 1) << row.File;
+        EXPECT_NE(verified.Output.find("DAMAGED " + (mDirectory / row.File)), std::string::npos) << verified.Output;
+        EXPECT_NE(verified.Output.find(row.Reason), std::string::npos) << verified.Output;
+    }
+    const std::string capture = Import();
+    EXPECT_EQ(gRunQuarkspindle({"verify", capture}).ExitCode, 0);
+    std::filesystem::resize_file(capture + "/events.dat", 30);
+    const ProgramResult verified = gRunQuarkspindle({"verify", capture});
+    EXPECT_EQ(verified.ExitCode, 1);
+    EXPECT_NE(verified.Output.find("lacks 1 chunk"), std::string::npos) << verified.Output;
 }
 
 TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)

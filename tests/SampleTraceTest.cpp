@@ -36,7 +36,8 @@ std::string ReadGzip(const std::string& path)
     return text;
 }
 
-/// All complete events by (pid, tid), rebased, without the compiler's summaries. Times of this trace are whole microseconds.
+/// All complete events by (pid, tid), rebased, without the compiler's summaries. Times of this trace are whole
+/// microseconds.
 std::map<std::pair<int64_t, int64_t>, std::vector<Interval>> ReadThreads(const std::string& path)
 {
     std::map<std::pair<int64_t, int64_t>, std::vector<Interval>> threads;
@@ -50,7 +51,8 @@ std::map<std::pair<int64_t, int64_t>, std::vector<Interval>> ReadThreads(const s
         if (std::string{event["ph"].GetString()} != "X")
             continue;
         const std::string name = event["name"].GetString();
-        const bool summary = name.rfind("Total ", 0) == 0 && event.HasMember("args") && event["args"].HasMember("avg ms");
+        const bool summary =
+            name.rfind("Total ", 0) == 0 && event.HasMember("args") && event["args"].HasMember("avg ms");
         if (summary)
             continue;
         const int64_t start = event["ts"].GetInt64() * 1000;

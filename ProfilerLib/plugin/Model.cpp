@@ -16,9 +16,10 @@ void ModelResult::SetFailure()
 }
 
 Model::Model(Plugin* plugin, Session* session)
-    : mPlugin{plugin}, mSession{session}, mResult{std::make_unique<ModelResult>()}
-{
-}
+    : mPlugin{plugin},
+      mSession{session},
+      mResult{std::make_unique<ModelResult>()}
+{}
 
 Model::~Model() = default;
 
@@ -38,22 +39,16 @@ const ModelResult& Model::BeginEvents()
     return SetSuccess();
 }
 
-void Model::OnSessionPhaseA()
-{
-}
+void Model::OnSessionPhaseA() {}
 
 const ModelResult& Model::EndEvents()
 {
     return SetSuccess();
 }
 
-void Model::OnSessionPhaseB()
-{
-}
+void Model::OnSessionPhaseB() {}
 
-void Model::Reset()
-{
-}
+void Model::Reset() {}
 
 const ModelResult& Model::Save()
 {

@@ -23,8 +23,8 @@ struct ModelResult
 };
 
 /// What a plug-in derives from a session's events. The session owns its models and drives them on its event path:
-/// `Reset`, `BeginEvents`, `ProcessEvent` for every event, `EndEvents`, `Save`. A returned result is valid until the next
-/// call that returns one.
+/// `Reset`, `BeginEvents`, `ProcessEvent` for every event, `EndEvents`, `Save`. A returned result is valid until the
+/// next call that returns one.
 class Model : public RTTI::Object
 {
     friend struct RTTI::Access;

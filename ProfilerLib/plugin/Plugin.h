@@ -18,9 +18,9 @@ class View;
 struct ViewContext;
 struct ViewHost;
 
-/// What a plug-in module gives its host: a factory of models and views. The one instance is a static object of the module
-/// and is never deleted, so there is no virtual destructor. The bus and the registry belong to the host. All operations are
-/// called on the thread that owns the session and the widgets.
+/// What a plug-in module gives its host: a factory of models and views. The one instance is a static object of the
+/// module and is never deleted, so there is no virtual destructor. The bus and the registry belong to the host. All
+/// operations are called on the thread that owns the session and the widgets.
 class Plugin
 {
 public:

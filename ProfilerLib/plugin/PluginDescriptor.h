@@ -16,8 +16,8 @@ namespace Profiler
 class MessageBus;
 class Plugin;
 
-/// The record that a plug-in module exports as `descriptor` and the host reads before it calls anything else. Layout and
-/// order are the binary contract between the two.
+/// The record that a plug-in module exports as `descriptor` and the host reads before it calls anything else. Layout
+/// and order are the binary contract between the two.
 struct PluginDescriptor
 {
     using InitializeTracingFunction = void (*)(const std::vector<Utility::TraceSink>& sinks);

@@ -23,7 +23,8 @@ struct CommandContext
 /// What `--version` prints.
 std::string gGetVersionText();
 
-/// One word of the command line. `Declare` adds the word with its options, which the parser fills in; `Run` does the work.
+/// One word of the command line. `Declare` adds the word with its options, which the parser fills in; `Run` does the
+/// work.
 class Command
 {
 public:

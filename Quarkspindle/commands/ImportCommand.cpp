@@ -47,14 +47,16 @@ void PrintSkipped(Output& output, const Importers::ImportReport& report)
 void PrintReport(Output& output, const std::string& capture, const Importers::ImportReport& report)
 {
     output.Print("%-11s %s\n", "capture", gMakePrintable(capture).c_str());
-    output.Print("%-11s %s events, %s of text\n", "read", gFormatCount(report.mNumEvents).c_str(),
+    output.Print("%-11s %s, %s of text\n", "read", gFormatCount(report.mNumEvents, "event", "events").c_str(),
         Utility::gFormatSize(static_cast<int64_t>(report.mTextSize)).c_str());
-    output.Print("%-11s %s intervals on %s threads of %s processes, %s\n", "kept",
-        gFormatCount(report.mNumIntervals).c_str(), gFormatCount(report.mNumThreads).c_str(),
-        gFormatCount(report.mNumProcesses).c_str(),
+    output.Print("%-11s %s on %s of %s, %s\n", "kept",
+        gFormatCount(report.mNumIntervals, "interval", "intervals").c_str(),
+        gFormatCount(report.mNumThreads, "thread", "threads").c_str(),
+        gFormatCount(report.mNumProcesses, "process", "processes").c_str(),
         gFormatMilliseconds(static_cast<double>(report.mLastTimeNs - report.mFirstTimeNs) / 1e6).c_str());
     if (report.mNumOverlapLanes > 0)
-        PrintCount(output, "overlaps", report.mNumOverlapLanes, "extra threads hold intervals that do not nest");
+        output.Print("%-11s intervals that do not nest are on %s\n", "overlaps",
+            gFormatCount(report.mNumOverlapLanes, "extra thread", "extra threads").c_str());
     PrintSkipped(output, report);
     for (const Importers::TraceDamage& damage : report.mDamage)
         output.Print("%-11s %s\n", "damage", gMakePrintable(damage.ToString()).c_str());

@@ -57,17 +57,20 @@ CaptureSummary Summarise(Profiler::Session& session)
 void PrintText(Output& output, const CaptureSummary& summary)
 {
     output.Print("%-9s %s\n", "capture", gMakePrintable(summary.Path).c_str());
-    output.Print("%-9s %d (%s)\n", "process", summary.Info.ProcessID, summary.Info.Is64BitProcess ? "64 bit" : "32 bit");
+    output.Print(
+        "%-9s %d (%s)\n", "process", summary.Info.ProcessID, summary.Info.Is64BitProcess ? "64 bit" : "32 bit");
     output.Print("%-9s %s\n", "span", gFormatMilliseconds(summary.EndMs - summary.StartMs).c_str());
-    output.Print("%-9s %s in %s chunks, %s\n", "events", gFormatCount(summary.NumEvents).c_str(),
-        gFormatCount(summary.NumChunks).c_str(), Utility::gFormatSize(static_cast<int64_t>(summary.NumBytes)).c_str());
+    output.Print("%-9s %s in %s, %s\n", "events", gFormatCount(summary.NumEvents).c_str(),
+        gFormatCount(summary.NumChunks, "chunk", "chunks").c_str(),
+        Utility::gFormatSize(static_cast<int64_t>(summary.NumBytes)).c_str());
     output.Print("%-9s %s\n", "threads", gFormatCount(summary.Threads.size()).c_str());
     if (summary.Threads.empty())
         return;
 
     output.Print("\n%11s  %12s  %12s  %s\n", "id", "start", "end", "name");
     for (const Profiler::Thread& thread : summary.Threads)
-        output.Print("%11d  %s  %s  %s\n", thread.ThreadID, gPadLeft(gFormatMilliseconds(thread.StartTimeMs), 12).c_str(),
+        output.Print("%11d  %s  %s  %s\n", thread.ThreadID,
+            gPadLeft(gFormatMilliseconds(thread.StartTimeMs), 12).c_str(),
             gPadLeft(gFormatMilliseconds(thread.EndTimeMs), 12).c_str(), gMakePrintable(thread.ThreadName).c_str());
 }
 

@@ -1,5 +1,8 @@
 #include "Quarkspindle/commands/ListCommand.h"
 
+#include <algorithm>
+#include <vector>
+
 #include <CLI/CLI.hpp>
 
 #include "BarChartPlugin/BarChartModel.h"
@@ -16,20 +19,39 @@ namespace Quarkspindle
 namespace
 {
 
-void PrintCsvLine(Output& output, int32_t threadID, const std::string& threadName, const std::string& event)
+struct Row
 {
-    std::string line = std::to_string(threadID) + ",";
-    gAppendCsvField(line, threadName);
-    line += ",";
-    gAppendCsvField(line, event);
-    line += "\n";
-    output.Write(line);
+    int32_t ThreadID;
+    std::string ThreadName;
+    std::string Event;
+};
+
+void PrintCsv(Output& output, const std::vector<Row>& rows)
+{
+    output.Write("thread_id,thread_name,event\n");
+    std::string line;
+    for (const Row& row : rows)
+    {
+        line = std::to_string(row.ThreadID) + ",";
+        gAppendCsvField(line, row.ThreadName);
+        line += ",";
+        gAppendCsvField(line, row.Event);
+        line += "\n";
+        output.Write(line);
+    }
 }
 
-void PrintTextLine(Output& output, int32_t threadID, const std::string& threadName, const std::string& event)
+/// For people: columns as wide as what stands in them, within reason.
+void PrintText(Output& output, const std::vector<Row>& rows)
 {
-    output.Print("%11d  %s  %s\n", threadID, gPadRight(gMakePrintable(threadName, 28), 28).c_str(),
-        gMakePrintable(event).c_str());
+    constexpr std::size_t cWidestName = 60;
+    std::size_t width = std::string_view{"thread"}.size();
+    for (const Row& row : rows)
+        width = std::max(width, std::min(cWidestName, gMakePrintable(row.ThreadName).size()));
+    output.Print("%11s  %s  %s\n", "thread id", gPadRight("thread", width).c_str(), "event");
+    for (const Row& row : rows)
+        output.Print("%11d  %s  %s\n", row.ThreadID, gPadRight(gMakePrintable(row.ThreadName, width), width).c_str(),
+            gMakePrintable(row.Event).c_str());
 }
 
 }
@@ -57,17 +79,16 @@ bool ListCommand::Run(const CommandContext& context, Utility::Result& result)
     if (model == nullptr)
         return false;
 
-    Output output;
-    const bool csv = mFormat == "csv";
-    output.Write(csv ? "thread_id,thread_name,event\n" : "  thread id  thread                        event\n");
+    std::vector<Row> rows;
     for (const Profiler::BarChartDescription& chart : model->GetAllBarCharts())
     {
-        if (!mMatch.empty() && !Utility::gContainsIgnoreCase(chart.Name, mMatch))
+        if (!Utility::gContainsIgnoreCase(chart.Name, mMatch))
             continue;
         const Profiler::Thread* thread = session->FindThread(chart.ThreadID);
-        const std::string threadName = thread == nullptr ? std::string{} : thread->ThreadName;
-        (csv ? PrintCsvLine : PrintTextLine)(output, chart.ThreadID, threadName, chart.Name);
+        rows.push_back({chart.ThreadID, thread == nullptr ? std::string{} : thread->ThreadName, chart.Name});
     }
+    Output output;
+    (mFormat == "csv" ? PrintCsv : PrintText)(output, rows);
     return output.Finish(result);
 }
 

@@ -14,7 +14,8 @@ namespace Tests
 namespace
 {
 
-[[noreturn]] void Execute(const std::vector<std::string>& arguments, const std::string& directory, int output, int errors)
+[[noreturn]] void Execute(
+    const std::vector<std::string>& arguments, const std::string& directory, int output, int errors)
 {
     const int nothing = open("/dev/null", O_RDONLY);
     dup2(nothing, STDIN_FILENO);

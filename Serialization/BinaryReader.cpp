@@ -401,7 +401,7 @@ private:
         // Beyond this the buckets grow with the entries that are really there.
         const std::size_t maxReserved = mAllocationLimit / (2 * sizeof(void*));
         map.Reserve(target, static_cast<int32_t>(std::min(static_cast<std::size_t>(count), maxReserved)));
-        const int32_t sizeBefore = map.Size(target);
+        const bool wasEmpty = map.Size(target) == 0;
         RTTI::UniqueTypedPtr key;
         if (!Create(*map.Key, key))
             return false;
@@ -413,7 +413,8 @@ private:
             if (!Read(*plan.Value, value))
                 return false;
         }
-        return map.Size(target) - sizeBefore == count || CorruptNamed("a key occurs twice in type ", *plan.Type);
+        // What the constructor has put there may be in the file as well; anything else is there once.
+        return !wasEmpty || map.Size(target) == count || CorruptNamed("a key occurs twice in type ", *plan.Type);
     }
 
     bool ReadPointer(const PointerPlan& plan, void* target)

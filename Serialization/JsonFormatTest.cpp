@@ -1,8 +1,6 @@
 #include "Serialization/JsonFormat.h"
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <sstream>
 
@@ -10,6 +8,7 @@
 
 #include "Serialization/RootObjects.h"
 #include "Serialization/Testing/Fixture.h"
+#include "Utility/TemporaryFolder.h"
 
 using namespace Serialization;
 using namespace Serialization::Testing;
@@ -34,18 +33,8 @@ protected:
         return R"({"Objects": [{"Type": "Sample::Everything", )" + members + "}]}";
     }
 
-    std::string GetPath(const char* name) const { return (mFolder / name).string(); }
-
-    JsonFormat()
-    {
-        std::filesystem::remove_all(mFolder);
-        std::filesystem::create_directories(mFolder);
-    }
-    ~JsonFormat() override { std::filesystem::remove_all(mFolder); }
-
     const RTTI::TypeRegistry mRegistry = gMakeSampleRegistry();
-    const std::filesystem::path mFolder =
-        std::filesystem::path{testing::TempDir()} / testing::UnitTest::GetInstance()->current_test_info()->name();
+    const TemporaryFolder mFolder;
 };
 
 TEST_F(JsonFormat, RoundTripKeepsEveryKindOfValue)
@@ -246,8 +235,8 @@ TEST_F(JsonFormat, ValueThatJsonCannotHoldIsRefused)
     EXPECT_EQ(result.GetEntries()[1].mMessage, "There was an error serializing object Sample::Circle to json");
 
     result.Clear();
-    EXPECT_FALSE(gWriteJsonFile(GetPath("a.json"), {&circle}, result));
-    EXPECT_FALSE(std::filesystem::exists(GetPath("a.json"))) << "no file is touched";
+    EXPECT_FALSE(gWriteJsonFile(mFolder / "a.json", {&circle}, result));
+    EXPECT_TRUE(mFolder.List().empty()) << "no file is touched";
 }
 
 TEST_F(JsonFormat, ChainsThatAreTooLongAreRefused)
@@ -290,28 +279,27 @@ TEST_F(JsonFormat, Files)
 {
     Sample::Ticket ticket{12};
     Utility::Result result;
-    ASSERT_TRUE(gWriteJsonFile(GetPath("a.json"), {&ticket}, result)) << result.ToString();
-    std::ifstream file{GetPath("a.json"), std::ios::binary};
-    const std::string content{std::istreambuf_iterator<char>{file}, {}};
-    EXPECT_EQ(content, Write(ticket) + "\n");
+    ASSERT_TRUE(gWriteJsonFile(mFolder / "a.json", {&ticket}, result)) << result.ToString();
+    EXPECT_EQ(mFolder.Read("a.json"), Write(ticket) + "\n");
 
     Objects roots;
-    ASSERT_TRUE(gReadJsonFile(GetPath("a.json"), mRegistry, {}, roots, result)) << result.ToString();
+    ASSERT_TRUE(gReadJsonFile(mFolder / "a.json", mRegistry, {}, roots, result)) << result.ToString();
     const auto read = gTakeFirst<Sample::Ticket>(roots);
     ASSERT_NE(read, nullptr);
     EXPECT_EQ(read->Number, 12);
     EXPECT_TRUE(roots.empty());
 
-    EXPECT_FALSE(gReadJsonFile(GetPath("none.json"), mRegistry, {}, roots, result));
+    EXPECT_FALSE(gReadJsonFile(mFolder / "none.json", mRegistry, {}, roots, result));
     ASSERT_EQ(result.GetEntries().size(), 1U);
-    EXPECT_EQ(result.GetEntries()[0].mMessage, "Could not read file " + GetPath("none.json"));
-    EXPECT_EQ(result.GetEntries()[0].mContext, GetPath("none.json"));
+    EXPECT_EQ(result.GetEntries()[0].mMessage, "Could not read file " + (mFolder / "none.json"));
+    EXPECT_EQ(result.GetEntries()[0].mContext, mFolder / "none.json");
     EXPECT_EQ(result.GetEntries()[0].mCode, EError::Unspecified);
 
     result.Clear();
-    EXPECT_FALSE(gWriteJsonFile(GetPath("no/such/folder.json"), {&ticket}, result));
+    EXPECT_FALSE(gWriteJsonFile(mFolder / "no/such/folder.json", {&ticket}, result));
     ASSERT_EQ(result.GetEntries().size(), 1U);
-    EXPECT_TRUE(result.GetEntries()[0].mMessage.starts_with("Unable to write file " + GetPath("no/such/folder.json")))
+    EXPECT_TRUE(
+        result.GetEntries()[0].mMessage.starts_with("Unable to write file " + (mFolder / "no/such/folder.json")))
         << result.ToString();
 }
 

@@ -67,6 +67,9 @@ function(quarkspindle_test NAME)
   endif()
   add_executable(${NAME} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/TestImage.cpp")
   target_link_libraries(${NAME} PRIVATE QuarkspindleOptions ${ARG_LIBRARIES} GTest::gmock GTest::gtest GTest::gtest_main)
+  if(ARG_LABEL STREQUAL unit)
+    set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
+  endif()
   gtest_discover_tests(${NAME}
     DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT})

@@ -17,7 +17,7 @@
 #include "Serialization/Schema.h"
 #include "Utility/Hash.h"
 #include "Utility/Result.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "Utility/TemporaryFolder.h"
 
 namespace Tests
 {
@@ -160,8 +160,8 @@ protected:
     std::string Save(SymbolModule module, const std::string& name = "m.symcache")
     {
         Utility::Result result;
-        EXPECT_TRUE(module.Save(mDirectory.Path(name), result)) << result.ToString();
-        return mDirectory.Path(name);
+        EXPECT_TRUE(module.Save(mFolder / name, result)) << result.ToString();
+        return mFolder / name;
     }
 
     std::unique_ptr<SymbolModule> Load(const std::string& path, uint64_t settingsHash = cSettingsHash)
@@ -173,7 +173,7 @@ protected:
     /// In place, which is much cheaper than a new file each time.
     void Overwrite(const std::string& name, std::size_t offset, std::string_view bytes)
     {
-        std::fstream file{mDirectory.Path(name), std::ios::binary | std::ios::in | std::ios::out};
+        std::fstream file{mFolder / name, std::ios::binary | std::ios::in | std::ios::out};
         file.seekp(static_cast<std::streamoff>(offset));
         file << bytes;
     }
@@ -192,7 +192,7 @@ protected:
         EXPECT_TRUE(mResult.GetContexts().empty());
     }
 
-    Tests::TemporaryDirectory mDirectory;
+    TemporaryFolder mFolder;
     RTTI::TypeRegistry mRegistry;
     Utility::Result mResult;
 };
@@ -255,7 +255,7 @@ TEST_F(SymbolFileTest, HasTheBytesOfTheFormat)
     const auto payload = Payload{}.Number(uint64_t{1}).Text("Profiler::SymbolModule").Sized(module);
 
     Save(MakeSample());
-    const std::string bytes = mDirectory.Read("m.symcache");
+    const std::string bytes = mFolder.Read("m.symcache");
     ASSERT_GT(bytes.size(), payload.GetBytes().size() + sizeof(uint64_t));
     EXPECT_EQ(bytes.substr(bytes.size() - sizeof(uint64_t) - payload.GetBytes().size(), payload.GetBytes().size()),
         payload.GetBytes());
@@ -315,32 +315,32 @@ TEST_F(SymbolFileTest, OnlyAnEmptyModuleDependsOnTheSettings)
 
 TEST_F(SymbolFileTest, OtherFilesAreRefused)
 {
-    EXPECT_EQ(Load(mDirectory.Path("none")), nullptr);
+    EXPECT_EQ(Load(mFolder / "none"), nullptr);
     ExpectFailure(1, "Unable to open file");
-    EXPECT_EQ(mResult.GetEntries()[0].mContext, mDirectory.Path("none"));
+    EXPECT_EQ(mResult.GetEntries()[0].mContext, mFolder / "none");
 
-    EXPECT_EQ(Load(mDirectory.Write("text", "This is not a symbol file.")), nullptr);
+    EXPECT_EQ(Load(mFolder.Write("text", "This is not a symbol file.")), nullptr);
     ASSERT_EQ(mResult.GetEntries().size(), 1u);
     EXPECT_EQ(mResult.GetEntries()[0].mCode, 3);
 
     Tests::Stranger stranger;
-    ASSERT_TRUE(Serialization::gWriteBinaryFile(mDirectory.Path("stranger"), {&stranger}, mResult));
-    EXPECT_EQ(Load(mDirectory.Path("stranger")), nullptr);
+    ASSERT_TRUE(Serialization::gWriteBinaryFile(mFolder / "stranger", {&stranger}, mResult));
+    EXPECT_EQ(Load(mFolder / "stranger"), nullptr);
     ExpectFailure(5, "The file does not appear to be a SymbolModule file (missing SymbolModule object)");
 }
 
 TEST_F(SymbolFileTest, SaysWhyItCannotBeSaved)
 {
-    mDirectory.Write("file", "in the way");
+    mFolder.Write("file", "in the way");
     Utility::Result result;
-    EXPECT_FALSE(MakeSample().Save(mDirectory.Path("file/m.symcache"), result));
+    EXPECT_FALSE(MakeSample().Save(mFolder / "file/m.symcache", result));
     EXPECT_TRUE(result.HasErrors());
 }
 
 TEST_F(SymbolFileTest, EveryDamageIsNoticed)
 {
     const std::string path = Save(MakeSample());
-    const std::string bytes = mDirectory.Read("m.symcache");
+    const std::string bytes = mFolder.Read("m.symcache");
     for (std::size_t offset = 0; offset < bytes.size(); ++offset)
     {
         const char damaged = static_cast<char>(bytes[offset] ^ (1 << (offset % 8)));
@@ -362,7 +362,7 @@ TEST_F(SymbolFileTest, EveryDamageIsNoticed)
 TEST_F(SymbolFileTest, DamageBehindTheChecksumDoesNoHarm)
 {
     const std::string path = Save(MakeSample());
-    const std::string bytes = mDirectory.Read("m.symcache");
+    const std::string bytes = mFolder.Read("m.symcache");
     const std::size_t checksumOffset = bytes.size() - sizeof(uint64_t);
     for (std::size_t offset = 0; offset < checksumOffset; ++offset)
     {

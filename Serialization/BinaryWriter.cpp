@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <string>
@@ -108,6 +109,15 @@ private:
         return true;
     }
 
+    /// Makes room for a large value at once, whose size in memory is a fair guess: each growth would move all that is
+    /// there, and moving costs less than first touching the memory that it goes to. Something small mostly follows.
+    void ExpectBytes(std::size_t numBytes)
+    {
+        const std::size_t needed = mStream.GetPosition() + numBytes + cSlack;
+        if (needed > mStream.GetCapacity())
+            mStream.Reserve(std::max(needed, mStream.GetCapacity() + mStream.GetCapacity() / 2));
+    }
+
     /// Leaves room for a body size and gives its position.
     std::size_t BeginBody()
     {
@@ -153,6 +163,7 @@ private:
         const int32_t count = array.Size(value);
         if (!EnterLevel(plan) || !CheckCount(plan, count))
             return false;
+        ExpectBytes(static_cast<std::size_t>(count) * static_cast<std::size_t>(plan.Element->Type->Info->Size));
         const std::size_t body = BeginBody();
         mStream.Write(static_cast<uint64_t>(count));
         if (count != 0 && !WriteElements(plan, static_cast<std::byte*>(array.Data(value)), count))
@@ -208,6 +219,8 @@ private:
         }
         return EnterLevel(plan) && WriteNamed(*pointee.Type, pointee.Object) && LeaveLevel();
     }
+
+    static constexpr std::size_t cSlack = 1024;
 
     Utility::OutputMemoryStream& mStream;
     Schema& mSchema;

@@ -8,12 +8,12 @@
 #include "Serialization/BinaryFormat.h"
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/TypeQueries.h"
-#include "Utility/Text.h"
 
 #include <gmock/gmock.h>
 
-#include <array>
+#include <atomic>
 #include <cmath>
+#include <fstream>
 #include <functional>
 
 namespace Profiler

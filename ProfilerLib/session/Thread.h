@@ -22,10 +22,9 @@ struct Thread
 
     static consteval auto sDescribe()
     {
-        return RTTI::gDescribe<Thread>("Profiler::Thread", RTTI::Version{1},
-            RTTI::Field<&Thread::ThreadID>{"ThreadID"}, RTTI::Field<&Thread::ThreadName>{"ThreadName"},
-            RTTI::Field<&Thread::StartTimeMs>{"StartTimeMs"}, RTTI::Field<&Thread::EndTimeMs>{"EndTimeMs"},
-            RTTI::Field<&Thread::NumSamples>{"NumSamples"});
+        return RTTI::gDescribe<Thread>("Profiler::Thread", RTTI::Version{1}, RTTI::Field<&Thread::ThreadID>{"ThreadID"},
+            RTTI::Field<&Thread::ThreadName>{"ThreadName"}, RTTI::Field<&Thread::StartTimeMs>{"StartTimeMs"},
+            RTTI::Field<&Thread::EndTimeMs>{"EndTimeMs"}, RTTI::Field<&Thread::NumSamples>{"NumSamples"});
     }
 };
 

@@ -1,45 +1,13 @@
 #include "ProfilerLib/session/ThreadClassification.h"
 
+#include "ProfilerLib/session/FakeSymbolSource.h"
 #include "ProfilerLib/session/ModuleDatabase.h"
 #include "ProfilerLib/session/SessionFixture.h"
-#include "ProfilerLib/symbols/SymbolModule.h"
-#include "ProfilerLib/symbols/SymbolSource.h"
 
 namespace Profiler
 {
 namespace
 {
-/// Has one function in every module, from 0x1000 to 0x2000.
-class OneFunctionSource final : public SymbolSource
-{
-public:
-    explicit OneFunctionSource(const char* function)
-    {
-        mSymbols.AddSymbol(0x1000, 0x1000, function);
-        mSymbols.AddSymbol(0x2000, 0x10, "BehindIt");
-        mSymbols.Sort();
-    }
-
-    const SymbolModule* FindSymbolModule(const std::string&, std::int32_t, std::int32_t, std::int32_t,
-        const SerializableGUID&, const std::string&) override
-    {
-        return &mSymbols;
-    }
-    ResolveRequest ResolveFunctionData(const PDBKey&, std::uint64_t, const ResolvedAddress&, std::uint64_t,
-        std::uint64_t, FunctionDataHandler, LineDataHandler, CancelHandler) override
-    {
-        return {};
-    }
-    ResolveRequest ResolveLineData(
-        const PDBKey&, std::uint64_t, const std::vector<std::uint64_t>&, LineDataHandler, CancelHandler) override
-    {
-        return {};
-    }
-
-private:
-    SymbolModule mSymbols;
-};
-
 constexpr std::uint64_t cImageBase = 0x7FF600000000;
 
 void AddModule(ModuleDatabase& modules, const char* path)
@@ -82,7 +50,8 @@ TEST(ThreadClassificationTest, FunctionAndModuleOfTheStartAddressGiveTheKind)
     {
         SCOPED_TRACE(::testing::Message() << row.mModule << " " << row.mFunction);
         const LogCapture log;
-        OneFunctionSource source{row.mFunction};
+        FakeSymbolSource source;
+        source.Add(row.mModule, {{0x1000, 0x1000, row.mFunction}, {0x2000, 0x10, "behind it"}});
         ModuleDatabase modules{&source};
         AddModule(modules, row.mModule);
         EXPECT_EQ(gClassifyThread(MakeThreadStart(1.0, 1, cImageBase + 0x1800), modules), row.mName);

@@ -7,12 +7,14 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <limits>
 #include <numeric>
-#include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -108,6 +110,12 @@ protected:
         EXPECT_TRUE(AddChunk(*stream, 0, 3) && AddChunk(*stream, 3, 7) && AddChunk(*stream, 7, 9))
             << mResult.ToString();
         return stream;
+    }
+
+    static std::uint64_t GetEnd(const TraceEventStream& stream)
+    {
+        const std::vector<TraceEventStream::Chunk> chunks = stream.GetChunks();
+        return chunks.empty() ? 0 : chunks.back().FileOffset + chunks.back().Size;
     }
 
     static Numbers ReadAll(const TraceEventStream& stream, double startTime = 0.0)
@@ -245,6 +253,37 @@ TEST_F(TraceEventStreamTest, NothingIsWrittenTwice)
     const ScopedFileCalls scope{calls};
     EXPECT_TRUE(stream->Flush(mResult));
     EXPECT_EQ(calls.GetCount(), 0);
+}
+
+TEST_F(TraceEventStreamTest, ChunkIsOnTheDiskBeforeTheIndexNamesIt)
+{
+    struct LoggingCalls final : FileSystem::Internal::FileCalls
+    {
+        std::int64_t Write(int file, const void* source, std::size_t count, std::uint64_t offset) override
+        {
+            mCalls.push_back("write " + std::to_string(count) + " at " + std::to_string(offset));
+            return FileCalls::Write(file, source, count, offset);
+        }
+        int Sync(int file) override
+        {
+            mCalls.push_back("sync");
+            return FileCalls::Sync(file);
+        }
+        int Rename(const char* from, const char* to) override
+        {
+            mCalls.push_back("rename to " + FileSystem::gGetFileName(to));
+            return FileCalls::Rename(from, to);
+        }
+
+        std::vector<std::string> mCalls;
+    };
+    const std::unique_ptr<TraceEventStream> stream = RecordSmall();
+    const std::uint64_t end = GetEnd(*stream);
+    LoggingCalls calls;
+    const ScopedFileCalls scope{calls};
+    ASSERT_TRUE(AddChunk(*stream, 9, 10));
+    EXPECT_THAT(calls.mCalls, ElementsAre("write 52 at " + std::to_string(end), "sync", ::testing::StartsWith("write"),
+                                  "sync", "rename to events.index"));
 }
 
 TEST_F(TraceEventStreamTest, RecordingWithoutEventsReplacesAnEarlierOne)
@@ -404,7 +443,7 @@ TEST_F(TraceEventStreamTest, TruncatedFileKeepsWholeChunksAndTakesMore)
         EXPECT_EQ(stream->GetNumLostChunks(), 0u);
         const std::string appended = mFolder.Read("events.dat");
         EXPECT_EQ(appended.substr(0, end), data.substr(0, end));
-        EXPECT_EQ(appended.size(), stream->GetChunks().back().FileOffset + stream->GetChunks().back().Size);
+        EXPECT_EQ(appended.size(), GetEnd(*stream));
     }
 }
 
@@ -626,6 +665,11 @@ TEST_F(TraceEventStreamTest, WhateverFailsEveryAcknowledgedChunkIsWhole)
                         {
                             hasFailed = true;
                             EXPECT_THAT(mResult.ToString(), HasSubstr("No space left on device"));
+                            std::uint64_t size = 0;
+                            if (!persists && !overOld && FileSystem::gGetFileSize(stream->GetDataPath(), size))
+                            {
+                                EXPECT_EQ(size, GetEnd(*stream)) << "a part of a chunk";
+                            }
                         }
                     }
                     if (calls.GetCount() <= operation)
@@ -659,8 +703,7 @@ TEST_F(TraceEventStreamTest, WhateverFailsEveryAcknowledgedChunkIsWhole)
                 const std::unique_ptr<TraceEventStream> loaded = Load();
                 ASSERT_NE(loaded, nullptr) << mResult.ToString();
                 EXPECT_EQ(ReadAll(*loaded), MakeRange(0, 9));
-                const TraceEventStream::Chunk last = loaded->GetChunks().back();
-                EXPECT_EQ(mFolder.Read("events.dat").size(), last.FileOffset + last.Size);
+                EXPECT_EQ(mFolder.Read("events.dat").size(), GetEnd(*loaded));
                 EXPECT_TRUE(hasFailed || operation == numOperations || !persists);
             }
             EXPECT_GT(numOperations, 20);

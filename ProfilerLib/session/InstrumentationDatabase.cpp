@@ -18,11 +18,14 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b)
 
 uint64_t InstrumentationDatabase::AddEvent(uint64_t id, std::string_view name, std::string_view context)
 {
-    mInstrumentationIDs.try_emplace(id, name);
+    // What was read from a file is in the map alone, so the map has the last word.
+    if (mKnownEvents.Add(id))
+        mInstrumentationIDs.try_emplace(id, name);
     if (context.empty())
         return cNoContext;
     const uint64_t contextID = Utility::gXXH64(context);
-    mContextIDs.try_emplace(contextID, context);
+    if (mKnownContexts.Add(contextID))
+        mContextIDs.try_emplace(contextID, context);
     return contextID;
 }
 

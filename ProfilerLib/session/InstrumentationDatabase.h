@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ProfilerLib/session/InstrumentationSearchResult.h"
+#include "ProfilerLib/session/KnownIDs.h"
 #include "Serialization/RTTI/TypeOf.h"
 
 namespace Profiler
@@ -51,6 +52,10 @@ private:
 
     TextByID mInstrumentationIDs;
     TextByID mContextIDs;
+
+    // What `AddEvent` has entered.
+    KnownIDs mKnownEvents;
+    KnownIDs mKnownContexts;
 };
 
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ProfilerLib/session/FakeSymbolSource.h"
+
 namespace Profiler
 {
 namespace
@@ -34,6 +36,21 @@ TEST(InstrumentationDatabaseTest, TheFirstTextOfAnIdentifierStays)
     EXPECT_EQ(database.GetNumContexts(), 1901u);
     EXPECT_EQ(database.GetEventName(3), "");
     EXPECT_EQ(database.GetContext(InstrumentationDatabase::cNoContext), "");
+}
+
+TEST(InstrumentationDatabaseTest, AnyNumberIsAnIdentifier)
+{
+    // Identifiers that a file brought are known as well.
+    InstrumentationDatabase database;
+    GetStored<std::unordered_map<uint64_t, std::string>>(database, "InstrumentationIDs") = {{5 << 20, "stored"}};
+    std::vector<uint64_t> ids{0, ~uint64_t{0}};
+    for (uint64_t i = 1; i < 500; ++i)
+        ids.insert(ids.end(), {i, i << 20, i << 54, ~i});
+    for (const char* suffix : {" first", " again"})
+        for (const uint64_t id : ids)
+            database.AddEvent(id, std::to_string(id) + suffix, {});
+    for (const uint64_t id : ids)
+        EXPECT_EQ(database.GetEventName(id), id == 5 << 20 ? "stored" : std::to_string(id) + " first");
 }
 
 TEST(InstrumentationDatabaseTest, SearchesIgnoreCaseAndAppend)

@@ -35,7 +35,7 @@ bool gIsLODConsistent(const BarChartLOD& lod, int32_t level, int32_t numEvents)
 
 }
 
-BarChart::BarChart(const BarChartDescription& description)
+BarChart::BarChart(BarChartDescription description)
     : mDescription{description},
       mLODs(static_cast<std::size_t>(cNumLODs))
 {

@@ -26,7 +26,7 @@ public:
     BarChart() = default;
 
     /// With ten empty levels, ready for the first event.
-    explicit BarChart(const BarChartDescription& description);
+    explicit BarChart(BarChartDescription description);
 
     /// Feeds one event, in stream order. One of another thread or type costs two compares; only the begin of an
     /// occurrence has its context copied.

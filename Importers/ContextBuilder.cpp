@@ -4,8 +4,9 @@
 
 namespace Importers
 {
-void ContextBuilder::Clear()
+void ContextBuilder::Reset()
 {
+    mIsUsed = false;
     mDetail.Clear();
     mOthers.Clear();
     mName.clear();
@@ -17,6 +18,7 @@ void ContextBuilder::Clear()
 bool ContextBuilder::Read(JsonScanner& scanner)
 {
     Clear();
+    mIsUsed = true;
     switch (scanner.Peek())
     {
     case '{':

@@ -16,7 +16,13 @@ class ContextBuilder
 public:
     static constexpr std::size_t sLongestContext = 4096;
 
-    void Clear();
+    void Clear()
+    {
+        if (mIsUsed)
+        {
+            Reset();
+        }
+    }
     /// Reads the value of "args", replacing what an earlier one gave.
     [[nodiscard]] bool Read(JsonScanner& scanner);
 
@@ -32,6 +38,7 @@ private:
     /// Room for what replacing an invalid byte within the limit may need.
     static constexpr std::size_t sLongestPiece = sLongestContext + 16;
 
+    void Reset();
     bool ReadMembers(JsonScanner& scanner);
     bool ReadMember(JsonScanner& scanner);
     bool ReadValue(JsonScanner& scanner, CappedText& target, bool isName);
@@ -41,6 +48,7 @@ private:
     std::string mName;
     std::string mText;
     std::string mValidText;
+    bool mIsUsed = false;
     bool mHasDetail = false;
     bool mHasOthers = false;
     bool mHasAverage = false;

@@ -2,104 +2,11 @@
 
 #include "Importers/Utf8.h"
 
-#include <bit>
-#include <cstring>
-
 namespace Importers
 {
 namespace
 {
-static_assert(std::endian::native == std::endian::little, "FindStringEnd counts bytes from the lowest");
-
-constexpr std::uint64_t sEachByte = 0x0101010101010101;
-constexpr std::uint64_t sHighBits = 0x8080808080808080;
 constexpr char32_t sReplacement = U'\uFFFD';
-
-/// The highest bit of each byte that equals `character`. Bytes above the first such one may be set by mistake.
-std::uint64_t MarkBytes(std::uint64_t bytes, char character)
-{
-    const std::uint64_t difference = bytes ^ (sEachByte * static_cast<unsigned char>(character));
-    return (difference - sEachByte) & ~difference & sHighBits;
-}
-
-/// The first quote or backslash, or the end. Eight bytes at a time, since most of a trace is strings.
-const char* FindStringEnd(const char* cursor, const char* end, bool& isNonAscii)
-{
-    std::uint64_t seen = 0;
-    while (end - cursor >= 8)
-    {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, cursor, sizeof(bytes));
-        if (const std::uint64_t hits = MarkBytes(bytes, '"') | MarkBytes(bytes, '\\'); hits != 0)
-        {
-            const int position = std::countr_zero(hits) / 8;
-            const std::uint64_t before = (std::uint64_t{1} << (8 * position)) - 1;
-            isNonAscii = isNonAscii || ((seen | (bytes & before)) & sHighBits) != 0;
-            return cursor + position;
-        }
-        seen |= bytes;
-        cursor += 8;
-    }
-    isNonAscii = isNonAscii || (seen & sHighBits) != 0;
-    for (; cursor != end && *cursor != '"' && *cursor != '\\'; ++cursor)
-    {
-        isNonAscii = isNonAscii || static_cast<unsigned char>(*cursor) >= 0x80;
-    }
-    return cursor;
-}
-
-bool IsDigit(int character)
-{
-    return character >= '0' && character <= '9';
-}
-
-const char* FindDigitsEnd(const char* cursor, const char* end)
-{
-    while (cursor != end && IsDigit(*cursor))
-    {
-        ++cursor;
-    }
-    return cursor;
-}
-
-/// The end of the number at `cursor`, or null when it is not one or may go on behind `end`.
-const char* FindNumberEnd(const char* cursor, const char* end)
-{
-    if (cursor != end && *cursor == '-')
-    {
-        ++cursor;
-    }
-    const char* start = cursor;
-    cursor = FindDigitsEnd(cursor, end);
-    if (cursor == start || (*start == '0' && cursor - start > 1))
-    {
-        return nullptr;
-    }
-    if (cursor != end && *cursor == '.')
-    {
-        start = ++cursor;
-        cursor = FindDigitsEnd(cursor, end);
-        if (cursor == start)
-        {
-            return nullptr;
-        }
-    }
-    if (cursor != end && (*cursor == 'e' || *cursor == 'E'))
-    {
-        ++cursor;
-        if (cursor != end && (*cursor == '+' || *cursor == '-'))
-        {
-            ++cursor;
-        }
-        start = cursor;
-        cursor = FindDigitsEnd(cursor, end);
-        if (cursor == start)
-        {
-            return nullptr;
-        }
-    }
-    return cursor == end ? nullptr : cursor;
-}
 
 bool IsHighSurrogate(char32_t unit)
 {
@@ -113,7 +20,7 @@ bool IsLowSurrogate(char32_t unit)
 
 int GetHexValue(int character)
 {
-    if (IsDigit(character))
+    if (character >= '0' && character <= '9')
     {
         return character - '0';
     }
@@ -156,23 +63,9 @@ bool JsonScanner::Refill()
     return !window.empty();
 }
 
-bool JsonScanner::ReadString(JsonToken& token)
+bool JsonScanner::FailToFind(const char* reason)
 {
-    const int first = Peek();
-    if (first != '"')
-    {
-        return first < 0 ? FailAtEnd() : Fail("a string is expected");
-    }
-    const char* const start = ++mCursor;
-    bool isNonAscii = false;
-    mCursor = FindStringEnd(mCursor, mEnd, isNonAscii);
-    if (mCursor == mEnd || *mCursor != '"') [[unlikely]]
-    {
-        return ReadStringSlowly(start, isNonAscii, token);
-    }
-    token = {std::string_view(start, mCursor), true, isNonAscii, false};
-    ++mCursor;
-    return true;
+    return Peek() < 0 ? FailAtEnd() : Fail(reason);
 }
 
 /// The cursor is at a backslash or at the end of the window, and what lies before it from `start` on is in the string.
@@ -203,7 +96,9 @@ bool JsonScanner::ReadStringSlowly(const char* start, bool isNonAscii, JsonToken
             continue;
         }
         start = mCursor;
-        mCursor = FindStringEnd(mCursor, mEnd, isNonAscii);
+        bool isRunNonAscii = false;
+        mCursor = sFindStringEnd(mCursor, mEnd, isRunNonAscii);
+        isNonAscii = isNonAscii || isRunNonAscii;
         mScratch.Append(std::string_view(start, mCursor));
     }
     // Where it is cut may be within a character.
@@ -309,25 +204,7 @@ bool JsonScanner::ReadHex(char32_t& value)
     return true;
 }
 
-bool JsonScanner::ReadNumber(JsonToken& token)
-{
-    const int first = Peek();
-    if (first < 0)
-    {
-        return FailAtEnd();
-    }
-    const char* const start = mCursor;
-    if (const char* const end = FindNumberEnd(mCursor, mEnd); end != nullptr) [[likely]]
-    {
-        mCursor = end;
-        const std::string_view text(start, end);
-        token = {text.substr(0, sLongestToken), true, false, text.size() > sLongestToken};
-        return true;
-    }
-    return ReadNumberSlowly(token);
-}
-
-/// Character by character: a number that reaches the end of the window, or that is none.
+/// Character by character: a number that reaches the end of the window, that is very long, or that is none.
 bool JsonScanner::ReadNumberSlowly(JsonToken& token)
 {
     const auto take = [this](int character) {
@@ -344,7 +221,7 @@ bool JsonScanner::ReadNumberSlowly(JsonToken& token)
     take('-');
     if (take('0'))
     {
-        if (IsDigit(PeekRaw()))
+        if (sIsDigit(PeekRaw()))
         {
             return Fail("a number starts with a needless 0");
         }
@@ -376,26 +253,15 @@ bool JsonScanner::ReadNumberSlowly(JsonToken& token)
 bool JsonScanner::ReadDigits()
 {
     int character = PeekRaw();
-    if (!IsDigit(character))
+    if (!sIsDigit(character))
     {
         return character < 0 ? FailAtEnd() : Fail("a digit is expected");
     }
-    for (; IsDigit(character); character = PeekRaw())
+    for (; sIsDigit(character); character = PeekRaw())
     {
         mScratch.Append(static_cast<char>(character));
         ++mCursor;
     }
-    return true;
-}
-
-bool JsonScanner::TakeColon()
-{
-    const int colon = Peek();
-    if (colon != ':')
-    {
-        return colon < 0 ? FailAtEnd() : Fail("':' is expected");
-    }
-    Take();
     return true;
 }
 
@@ -498,7 +364,7 @@ bool JsonScanner::SkipScalar(int first, CappedText* copy)
     default:
         break;
     }
-    if (first != '-' && !IsDigit(first))
+    if (first != '-' && !sIsDigit(first))
     {
         return Fail("a value is expected");
     }
@@ -522,7 +388,7 @@ bool JsonScanner::SkipString(CappedText* copy)
     while (true)
     {
         bool isNonAscii = false;
-        mCursor = FindStringEnd(mCursor, mEnd, isNonAscii);
+        mCursor = sFindStringEnd(mCursor, mEnd, isNonAscii);
         const bool isEnd = mCursor != mEnd && *mCursor == '"';
         mCursor += isEnd ? 1 : 0;
         if (copy != nullptr)

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -81,7 +83,7 @@ public:
             while (mCursor != mEnd)
             {
                 const auto character = static_cast<unsigned char>(*mCursor);
-                if (character > ' ' || !IsWhitespace(character))
+                if (character > ' ' || !sIsWhitespace(character))
                 {
                     return character;
                 }
@@ -97,10 +99,52 @@ public:
     void Take() { ++mCursor; }
 
     /// The value that follows, which must be of that kind.
-    [[nodiscard]] bool ReadString(JsonToken& token);
-    [[nodiscard]] bool ReadNumber(JsonToken& token);
+    [[nodiscard]] bool ReadString(JsonToken& token)
+    {
+        if (Peek() != '"') [[unlikely]]
+        {
+            return FailToFind("a string is expected");
+        }
+        const char* const start = mCursor + 1;
+        bool isNonAscii = false;
+        mCursor = sFindStringEnd(start, mEnd, isNonAscii);
+        if (mCursor == mEnd || *mCursor != '"') [[unlikely]]
+        {
+            return ReadStringSlowly(start, isNonAscii, token);
+        }
+        token = {std::string_view(start, mCursor), true, isNonAscii, false};
+        ++mCursor;
+        if (token.mText.size() > sLongestToken) [[unlikely]]
+        {
+            // Where it is cut may be within a character.
+            token = {token.mText.substr(0, sLongestToken), true, true, true};
+        }
+        return true;
+    }
+    [[nodiscard]] bool ReadNumber(JsonToken& token)
+    {
+        if (Peek() >= 0) [[likely]]
+        {
+            const char* const end = sFindNumberEnd(mCursor, mEnd);
+            if (end != nullptr && end - mCursor <= sLongestPlainNumber) [[likely]]
+            {
+                token = {std::string_view(mCursor, end), true, false, false};
+                mCursor = end;
+                return true;
+            }
+        }
+        return ReadNumberSlowly(token);
+    }
     /// The colon between a member's name and its value.
-    [[nodiscard]] bool TakeColon();
+    [[nodiscard]] bool TakeColon()
+    {
+        if (Peek() != ':') [[unlikely]]
+        {
+            return FailToFind("':' is expected");
+        }
+        Take();
+        return true;
+    }
     /// Passes over any value.
     [[nodiscard]] bool SkipValue() { return Skip(nullptr); }
     /// Passes over any value and appends it as JSON without white space.
@@ -120,19 +164,108 @@ public:
     std::uint64_t GetOffset() const { return mWindowOffset + static_cast<std::uint64_t>(mCursor - mWindow); }
 
 private:
-    static bool IsWhitespace(unsigned char character)
+    static constexpr std::uint64_t sEachByte = 0x0101010101010101;
+    static constexpr std::uint64_t sHighBits = 0x8080808080808080;
+
+    static bool sIsWhitespace(unsigned char character)
     {
         return character == ' ' || character == '\n' || character == '\r' || character == '\t';
     }
 
-    bool Refill();
+    static constexpr std::ptrdiff_t sLongestPlainNumber = 64;
+
+    static bool sIsDigit(int character) { return character >= '0' && character <= '9'; }
+
+    /// The highest bit of each byte that equals `character`. Bytes above the first such one may be set by mistake.
+    static std::uint64_t sMarkBytes(std::uint64_t bytes, char character)
+    {
+        const std::uint64_t difference = bytes ^ (sEachByte * static_cast<unsigned char>(character));
+        return (difference - sEachByte) & ~difference & sHighBits;
+    }
+
+    /// The first quote or backslash, or the end. Eight bytes at a time, since most of a trace is strings.
+    static const char* sFindStringEnd(const char* cursor, const char* end, bool& isNonAscii)
+    {
+        static_assert(std::endian::native == std::endian::little, "bytes are counted from the lowest");
+
+        std::uint64_t seen = 0;
+        while (end - cursor >= 8)
+            [[likely]]
+            {
+                std::uint64_t bytes;
+                std::memcpy(&bytes, cursor, sizeof(bytes));
+                if (const std::uint64_t hits = sMarkBytes(bytes, '"') | sMarkBytes(bytes, '\\'); hits != 0)
+                {
+                    // All bits below that of the first hit: the bytes in front of it, and its own but for the highest.
+                    seen |= bytes & (hits - 1) & ~hits;
+                    isNonAscii = (seen & sHighBits) != 0;
+                    return cursor + std::countr_zero(hits) / 8;
+                }
+                seen |= bytes;
+                cursor += 8;
+            }
+        for (; cursor != end && *cursor != '"' && *cursor != '\\'; ++cursor)
+        {
+            seen |= static_cast<unsigned char>(*cursor);
+        }
+        isNonAscii = (seen & sHighBits) != 0;
+        return cursor;
+    }
+
+    /// The end of the number at `cursor`, or null when it is not one or may go on behind `end`.
+    static const char* sFindNumberEnd(const char* cursor, const char* end)
+    {
+        const auto skipDigits = [&cursor, end] {
+            const char* const start = cursor;
+            while (cursor != end && sIsDigit(*cursor))
+            {
+                ++cursor;
+            }
+            return cursor != start;
+        };
+
+        if (cursor != end && *cursor == '-')
+        {
+            ++cursor;
+        }
+        const char* const start = cursor;
+        if (!skipDigits() || (*start == '0' && cursor - start > 1))
+        {
+            return nullptr;
+        }
+        if (cursor != end && *cursor == '.')
+        {
+            ++cursor;
+            if (!skipDigits())
+            {
+                return nullptr;
+            }
+        }
+        if (cursor != end && (*cursor == 'e' || *cursor == 'E')) [[unlikely]]
+        {
+            ++cursor;
+            if (cursor != end && (*cursor == '+' || *cursor == '-'))
+            {
+                ++cursor;
+            }
+            if (!skipDigits())
+            {
+                return nullptr;
+            }
+        }
+        return cursor == end ? nullptr : cursor;
+    }
+
+    [[gnu::noinline]] bool Refill();
+    /// What Peek gives is not what it should be. Always false.
+    [[gnu::cold]] bool FailToFind(const char* reason);
     /// The next character as it stands, white space too; -1 at the end.
     int PeekRaw() { return mCursor != mEnd || Refill() ? static_cast<unsigned char>(*mCursor) : -1; }
-    bool ReadStringSlowly(const char* start, bool isNonAscii, JsonToken& token);
+    [[gnu::noinline]] bool ReadStringSlowly(const char* start, bool isNonAscii, JsonToken& token);
     bool ReadEscape();
     bool ReadUnicodeEscape();
     bool ReadHex(char32_t& value);
-    bool ReadNumberSlowly(JsonToken& token);
+    [[gnu::noinline]] bool ReadNumberSlowly(JsonToken& token);
     bool ReadDigits();
     bool Skip(CappedText* copy);
     bool SkipKey(CappedText* copy);

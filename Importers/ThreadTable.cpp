@@ -56,6 +56,7 @@ std::uint32_t ThreadTable::FindAsyncThread(std::uint32_t process, std::string_vi
         added.mIsAsync = true;
         added.mCategory = category;
     }
+    mRecentAsync = entry->second + 1;
     return entry->second;
 }
 

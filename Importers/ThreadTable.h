@@ -77,6 +77,8 @@ private:
     std::map<TraceID, std::uint32_t> mProcessIndices;
     std::map<std::pair<std::uint32_t, TraceID>, std::uint32_t> mThreadIndices;
     std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> mAsyncIndices;
+    /// The thread that FindAsyncThread has given last, plus 1.
+    std::uint32_t mRecentAsync = 0;
     std::vector<Recent> mRecent = std::vector<Recent>(sNumRecent);
 };
 }

@@ -12,13 +12,32 @@ namespace
 /// Only the spelling that the number would be written with: "007" and "+7" are texts.
 bool ParseWholeNumber(std::string_view text, std::int64_t& number)
 {
-    const std::string_view digits = text.starts_with('-') ? text.substr(1) : text;
+    // As many digits as surely fit; longer numbers are rare and go the long way.
+    constexpr std::size_t plainDigits = 18;
+
+    const bool isNegative = text.starts_with('-');
+    const std::string_view digits = text.substr(isNegative ? 1 : 0);
     if (digits.empty() || (digits.front() == '0' && text.size() > 1))
     {
         return false;
     }
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size();
+    if (digits.size() > plainDigits)
+    {
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        return error == std::errc() && end == text.data() + text.size();
+    }
+    number = 0;
+    for (const char character : digits)
+    {
+        const auto digit = static_cast<unsigned char>(character - '0');
+        if (digit > 9)
+        {
+            return false;
+        }
+        number = number * 10 + digit;
+    }
+    number = isNegative ? -number : number;
+    return true;
 }
 }
 

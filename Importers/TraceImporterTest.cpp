@@ -528,6 +528,11 @@ TEST(TraceImporter, LongTokensAreCut)
                    "\"},{\"ph\":\"X\",\"name\":\"b\",\"tid\":1,\"ts\":1" + std::string(700'000, '0') + ",\"dur\":1}]");
     EXPECT_EQ(run.mThreads, "1: " + name.substr(0, 65536) + " 0-1 [" + name.substr(0, 4096) + "]");
     EXPECT_EQ(run.mReport.mNumRejected, 1u);
+
+    // Shorter than a window, and growing when it is made valid.
+    const ImportRun invalid =
+        gRunImport("[{\"ph\":\"X\",\"name\":\"" + std::string(200'000, '\xFF') + "\",\"tid\":1,\"ts\":0,\"dur\":1}]");
+    EXPECT_EQ(invalid.mThreads.size(), std::string_view("1:  0-1").size() + 65536 * 3);
 }
 
 TEST(TraceImporter, FailureAndCancellationEndIt)

@@ -67,27 +67,27 @@ public:
         {
             int64_t negative = 0;
             uint64_t positive = 0;
-            if (text.front() == '-' && Convert(text, negative))
+            if (text.front() == '-' && sConvert(text, negative))
                 return negative >= std::numeric_limits<int>::min() ? Int(static_cast<int>(negative)) : Int64(negative);
-            if (text.front() != '-' && Convert(text, positive))
+            if (text.front() != '-' && sConvert(text, positive))
                 return positive <= std::numeric_limits<unsigned>::max() ? Uint(static_cast<unsigned>(positive))
                                                                         : Uint64(positive);
         }
         double value = 0.0;
-        if (!Convert(text, value) && !IsTiny(text))
+        if (!sConvert(text, value) && !sIsTiny(text))
             return Stop(rapidjson::GetParseError_En(rapidjson::kParseErrorNumberTooBig));
         return Double(value);
     }
 
 private:
     template <class T>
-    static bool Convert(std::string_view text, T& value)
+    static bool sConvert(std::string_view text, T& value)
     {
         return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc{};
     }
 
     /// Of a number that no double holds: whether it is too small rather than too big.
-    static bool IsTiny(std::string_view text)
+    static bool sIsTiny(std::string_view text)
     {
         const std::size_t exponent = text.find_first_of("eE");
         return exponent == std::string_view::npos ? text.find('.') != std::string_view::npos

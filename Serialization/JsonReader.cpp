@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 #include <unordered_map>
 #include <utility>
 
@@ -257,20 +259,20 @@ private:
             *static_cast<float*>(target) = static_cast<float>(json.GetDouble());
         else if (json.IsDouble() && kind == EPrimitive::Double)
             *static_cast<double*>(target) = json.GetDouble();
-        else if (gIsJsonInteger(json) && gIsInteger(kind))
-            StoreInteger(json, type, target);
-        else if (!(gIsJsonInteger(json) && (isFloating || kind == EPrimitive::Bool)))
+        else if (sIsInteger(json) && gIsInteger(kind))
+            sStoreInteger(json, type, target);
+        else if (!(sIsInteger(json) && (isFloating || kind == EPrimitive::Bool)))
             return Corrupt("Type is not a primitive type.");
         return true;
     }
 
-    static bool gIsJsonInteger(const Json& json)
+    static bool sIsInteger(const Json& json)
     {
         return json.IsInt() || json.IsUint() || json.IsInt64() || json.IsUint64();
     }
 
     /// Cuts the number to the width of the target.
-    static void StoreInteger(const Json& json, const RTTI::TypeHandle& type, void* target)
+    static void sStoreInteger(const Json& json, const RTTI::TypeHandle& type, void* target)
     {
         static_assert(std::endian::native == std::endian::little);
         const uint64_t bits = json.IsInt64() ? static_cast<uint64_t>(json.GetInt64()) : json.GetUint64();

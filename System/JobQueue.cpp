@@ -8,6 +8,7 @@
 void System::JobQueue::Append(Job& job)
 {
     Level& level = GetLevel(job.mPriority);
+    assert(level.mLast == nullptr || gRunsBefore(*level.mLast, job));
     InsertBehind(job, level.mLast != nullptr ? level.mLast : GetLastBefore(level));
     level.mLast = &job;
 }
@@ -15,39 +16,43 @@ void System::JobQueue::Append(Job& job)
 void System::JobQueue::InsertInOrder(Job& job)
 {
     Level& level = GetLevel(job.mPriority);
-    if (level.mLast != nullptr && gRunsBefore(*level.mLast, job))
+    if (level.mLast == nullptr || gRunsBefore(*level.mLast, job))
     {
-        InsertBehind(job, level.mLast);
-        level.mLast = &job;
+        Append(job);
         return;
     }
     Job* previous = GetLastBefore(level);
     Job* next = previous != nullptr ? previous->mNext : mFirst;
-    while (next != nullptr && gRunsBefore(*next, job))
+    while (gRunsBefore(*next, job))
     {
         previous = next;
         next = next->mNext;
     }
     InsertBehind(job, previous);
-    if (next == nullptr || next->mPriority != job.mPriority)
-    {
-        level.mLast = &job;
-    }
 }
 
 void System::JobQueue::Remove(Job& job)
 {
     assert(job.mQueue == this);
+    const bool isFirst = mFirst == &job;
     Level& level = GetLevel(job.mPriority);
     if (level.mLast == &job)
     {
-        const bool hasOther = job.mPrevious != nullptr && job.mPrevious->mPriority == job.mPriority;
+        const bool hasOther = !isFirst && job.mPrevious->mPriority == job.mPriority;
         level.mLast = hasOther ? job.mPrevious : nullptr;
     }
-    (job.mPrevious != nullptr ? job.mPrevious->mNext : mFirst) = job.mNext;
-    if (job.mNext != nullptr)
+    if (isFirst)
     {
-        job.mNext->mPrevious = job.mPrevious;
+        // The next job is left as it is: to reach it may cost more than all the rest here.
+        mFirst = job.mNext;
+    }
+    else
+    {
+        job.mPrevious->mNext = job.mNext;
+        if (job.mNext != nullptr)
+        {
+            job.mNext->mPrevious = job.mPrevious;
+        }
     }
     job.mQueue = nullptr;
 }

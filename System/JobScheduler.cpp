@@ -1,5 +1,6 @@
 #include "System/JobScheduler.h"
 
+#include "System/Prefetch.h"
 #include "System/ThreadName.h"
 #include "Utility/Format.h"
 
@@ -8,6 +9,15 @@
 
 namespace
 {
+uint32_t gTakeNumber(uint32_t& next)
+{
+    if (next == System::JobHandle::sNone)
+    {
+        next = 0;
+    }
+    return next++;
+}
+
 /// The callers see the flag change while they run without the lock.
 void gSetFlag(bool& flag)
 {
@@ -67,19 +77,23 @@ System::JobHandle System::JobScheduler::Schedule(JobDescription description)
 {
     assert(description.mWork);
     const Job* parent = GetJobOfThread();
+    CancellationPointer cancellation;
+    if (description.mCancellation)
+    {
+        cancellation = std::make_unique<JobDescription::CancellationFunction>(std::move(description.mCancellation));
+    }
     MutexLock lock(mMutex);
     if (parent != nullptr && parent->mCancelled)
     {
-        if (description.mCancellation)
+        if (cancellation != nullptr)
         {
-            description.mCancellation(EJobCancellationState::CancelRequested);
-            description.mCancellation(EJobCancellationState::CancelFinished);
+            (*cancellation)(EJobCancellationState::CancelRequested);
+            (*cancellation)(EJobCancellationState::CancelFinished);
         }
         return {};
     }
-    const Job& job = Enter(description, parent);
-    const JobHandle handle = job.GetHandle();
-    const WakeUps wakeUps{.mTaker = mIdleTakers > 0 && !job.mGroupState->mIsRunning};
+    const JobHandle handle = Enter(description, std::move(cancellation), parent).GetHandle();
+    const WakeUps wakeUps = TakeWakeUps(JobHandle::sNone);
     lock.Unlock();
     Notify(wakeUps);
     return handle;
@@ -147,24 +161,26 @@ void System::JobScheduler::RunWorker(int index)
 {
     mIsWorkerThread.Set(this);
     gSetThreadName(Utility::gFormat("Job Scheduler %d", index + 1));
-    const JobGroup* freedGroup = nullptr;
+    uint32_t freedGroup = JobHandle::sNone;
     MutexLock lock(mMutex);
     while (!mStop)
     {
-        Job* job = StartFirst();
+        Job* job = FindFirstReady();
         if (job == nullptr)
         {
             ++mIdleTakers;
             mWorkAvailable.Wait(mMutex);
-            --mIdleTakers;
+            NoteTakerAwake();
             continue;
         }
-        const WakeUps wakeUps = GetWakeUps(freedGroup);
+        Start(*job);
+        const WakeUps wakeUps = TakeWakeUps(freedGroup);
         lock.Unlock();
         Notify(wakeUps);
         Run(*job);
         lock.Lock();
-        freedGroup = Finish(*job);
+        freedGroup = job->mGroup;
+        Finish(*job);
     }
 }
 
@@ -183,8 +199,7 @@ void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
 {
     const bool isTaker = mIsWorkerThread.Get() != nullptr;
     JobWaitList list(isTaker ? mWorkAvailable : mJobFinished, handles.size());
-    const JobGroup* freedGroup = nullptr;
-    bool wasWoken = false;
+    uint32_t freedGroup = JobHandle::sNone;
     MutexLock lock(mMutex);
     ++mOpenWaits;
     for (Job* job : FindJobs(handles))
@@ -194,17 +209,25 @@ void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
     while (true)
     {
         const bool isDone = list.IsEmpty();
-        Job* job = isDone ? nullptr : StartForList(list, isTaker);
-        const WakeUps wakeUps = GetWakeUps(freedGroup);
-        freedGroup = nullptr;
+        Job* job = isDone ? nullptr : list.FindFirstReady(mRunningGroups, mOrderVersion);
+        if (job == nullptr && !isDone && isTaker)
+        {
+            job = FindFirstReady();
+        }
+        if (job != nullptr)
+        {
+            Start(*job);
+        }
+        const WakeUps wakeUps = TakeWakeUps(freedGroup);
+        freedGroup = JobHandle::sNone;
         if (job != nullptr)
         {
             lock.Unlock();
             Notify(wakeUps);
             Run(*job);
             lock.Lock();
-            freedGroup = Finish(*job);
-            wasWoken = false;
+            freedGroup = job->mGroup;
+            Finish(*job);
             continue;
         }
         Notify(wakeUps);
@@ -212,67 +235,42 @@ void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
         {
             break;
         }
-        int& sleepers = isTaker ? mIdleTakers : mIdleWaiters;
-        ++sleepers;
-        list.Sleep(mMutex);
-        --sleepers;
-        wasWoken = true;
-    }
-    if (isTaker && wasWoken && !mQueue.IsEmpty())
-    {
-        // The wake-up may have been meant for a taker, and this thread takes nothing.
-        mWorkAvailable.NotifyOne();
+        if (isTaker)
+        {
+            ++mIdleTakers;
+            list.Sleep(mMutex);
+            NoteTakerAwake();
+        }
+        else
+        {
+            mIdleWaiters.push_back(&list);
+            list.Sleep(mMutex);
+            std::erase(mIdleWaiters, &list);
+        }
     }
     CloseWait();
 }
 
-/// Enters a new job into everything; it takes the functions out of the description.
-System::Job& System::JobScheduler::Enter(JobDescription& description, const Job* parent)
+/// Enters a new job into everything.
+System::Job& System::JobScheduler::Enter(
+    JobDescription& description, CancellationPointer cancellation, const Job* parent)
 {
-    // The counters may come round while old jobs live.
+    // The counters may come round while old jobs live. Two jobs that then share a group by chance do no harm.
     do
     {
         ++mLastJobID;
     } while (mLastJobID == 0 || mLastJobID == JobHandle::sNone || mJobs.Find(mLastJobID) != nullptr);
-    JobGroup& group = EnterGroup(description.mGroup);
     Job& job = mJobPool.Take();
     job.mWork = std::move(description.mWork);
-    job.mCancellation = std::move(description.mCancellation);
+    job.mCancellation = std::move(cancellation);
     job.mCancelled = false;
     job.mPriority = description.mPriority;
     job.mJobID = mLastJobID;
-    job.mGroup = group.mGroup;
-    job.mGroupState = &group;
-    job.mChain = parent != nullptr ? parent->mChain : TakeChain();
+    job.mGroup = description.mGroup != JobHandle::sNone ? description.mGroup : gTakeNumber(mNextGroup);
+    job.mChain = parent != nullptr ? parent->mChain : gTakeNumber(mNextChain);
     mJobs.Insert(job);
     Enqueue(job);
     return job;
-}
-
-System::JobGroup& System::JobScheduler::EnterGroup(uint32_t number)
-{
-    JobGroup* group = number != JobHandle::sNone ? mGroups.Find(number) : nullptr;
-    if (group == nullptr)
-    {
-        while (number == JobHandle::sNone || mGroups.Find(number) != nullptr)
-        {
-            number = mNextGroup++;
-        }
-        group = &mGroupPool.Take();
-        group->mGroup = number;
-        mGroups.Insert(*group);
-    }
-    ++group->mJobCount;
-    return *group;
-}
-
-uint32_t System::JobScheduler::TakeChain()
-{
-    if (mNextChain == JobHandle::sNone)
-    {
-        mNextChain = 0;
-    }
-    return mNextChain++;
 }
 
 /// The end of a job, which is in no queue any more.
@@ -282,12 +280,6 @@ void System::JobScheduler::Leave(Job& job)
     job.mWork = nullptr;
     job.mCancellation = nullptr;
     JobWaitList::sRemove(job);
-    JobGroup& group = *job.mGroupState;
-    if (--group.mJobCount == 0)
-    {
-        mGroups.Remove(group);
-        mGroupPool.GiveBack(group);
-    }
     mJobPool.GiveBack(job);
     if (mIsClosing && mJobs.IsEmpty())
     {
@@ -304,68 +296,97 @@ void System::JobScheduler::Enqueue(Job& job)
 /// Takes a job out of its queue that is not going to run now.
 void System::JobScheduler::Dequeue(Job& job)
 {
-    const bool wasParked = job.mQueue != &mQueue;
-    job.mQueue->Remove(job);
-    if (!wasParked && !job.mGroupState->mIsRunning)
+    JobQueue& queue = *job.mQueue;
+    queue.Remove(job);
+    if (mParkedGroups.IsEmpty())
     {
-        Unpark(*job.mGroupState);
+        return;
     }
-}
-
-void System::JobScheduler::Unpark(JobGroup& group)
-{
-    if (Job* job = group.mParked.GetFirst())
+    if (&queue == &mQueue)
     {
-        group.mParked.Remove(*job);
-        mQueue.InsertInOrder(*job);
-    }
-}
-
-/// Starts the first job that may start, and parks those before it. Null when there is none.
-System::Job* System::JobScheduler::StartFirst()
-{
-    while (Job* job = mQueue.GetFirst())
-    {
-        if (!job->mGroupState->mIsRunning)
+        if (!mRunningGroups.Contains(job.mGroup))
         {
-            Start(*job);
-            return job;
+            Unpark(job.mGroup);
         }
-        mQueue.Remove(*job);
-        job->mGroupState->mParked.InsertInOrder(*job);
     }
-    return nullptr;
+    else
+    {
+        RemoveIfEmpty(*mParkedGroups.Find(job.mGroup));
+    }
 }
 
-System::Job* System::JobScheduler::StartForList(JobWaitList& list, bool isTaker)
+void System::JobScheduler::Park(Job& job)
 {
-    if (Job* job = list.FindFirstReady(mOrderVersion))
+    mQueue.Remove(job);
+    ParkedGroup* parked = mParkedGroups.Find(job.mGroup);
+    if (parked == nullptr)
     {
-        Start(*job);
-        return job;
+        parked = &mParkedPool.Take();
+        parked->mGroup = job.mGroup;
+        mParkedGroups.Insert(*parked);
     }
-    return isTaker ? StartFirst() : nullptr;
+    parked->mJobs.InsertInOrder(job);
+}
+
+/// Moves the first parked job of the group, if there is one, back into the queue.
+void System::JobScheduler::Unpark(uint32_t group)
+{
+    if (ParkedGroup* parked = mParkedGroups.Find(group))
+    {
+        Job& job = *parked->mJobs.GetFirst();
+        parked->mJobs.Remove(job);
+        mQueue.InsertInOrder(job);
+        RemoveIfEmpty(*parked);
+    }
+}
+
+void System::JobScheduler::RemoveIfEmpty(ParkedGroup& parked)
+{
+    if (parked.mJobs.IsEmpty())
+    {
+        mParkedGroups.Remove(parked);
+        mParkedPool.GiveBack(parked);
+    }
+}
+
+/// The first job that may start, at the front of the queue; those before it are parked. Null when there is none.
+System::Job* System::JobScheduler::FindFirstReady()
+{
+    Job* job = mQueue.GetFirst();
+    while (job != nullptr && mRunningGroups.Contains(job->mGroup))
+    {
+        Park(*job);
+        job = mQueue.GetFirst();
+    }
+    return job;
 }
 
 void System::JobScheduler::Start(Job& job)
 {
-    job.mQueue->Remove(job);
-    job.mGroupState->mIsRunning = true;
+    mRunningGroups.Add(job.mGroup);
+    JobQueue& queue = *job.mQueue;
+    queue.Remove(job);
+    // The next one to start was made by another thread, as a rule, and comes here while this one runs.
+    gPrefetch(mQueue.GetFirst());
+    if (&queue != &mQueue)
+    {
+        RemoveIfEmpty(*mParkedGroups.Find(job.mGroup));
+    }
 }
 
-/// The end of a job that has run. Returns its group when that has queued jobs, which may start now.
-System::JobGroup* System::JobScheduler::Finish(Job& job)
+/// The end of a job that has run.
+void System::JobScheduler::Finish(Job& job)
 {
     if (job.mCancelled)
     {
         job.Tell(EJobCancellationState::CancelFinished);
     }
-    JobGroup& group = *job.mGroupState;
-    group.mIsRunning = false;
-    Unpark(group);
-    const bool hasOthers = group.mJobCount > 1;
+    mRunningGroups.Remove(job.mGroup);
+    if (!mParkedGroups.IsEmpty())
+    {
+        Unpark(job.mGroup);
+    }
     Leave(job);
-    return hasOthers ? &group : nullptr;
 }
 
 std::vector<System::Job*> System::JobScheduler::FindJobs(const std::vector<JobHandle>& handles) const
@@ -443,10 +464,28 @@ void System::JobScheduler::CloseWait()
     }
 }
 
-System::JobScheduler::WakeUps System::JobScheduler::GetWakeUps(const JobGroup* freedGroup) const
+void System::JobScheduler::NoteTakerAwake()
 {
-    const bool isFree = freedGroup != nullptr && !freedGroup->mIsRunning && freedGroup->mJobCount > 0;
-    return {.mTaker = isFree && mIdleTakers > 0, .mWaiters = isFree && mIdleWaiters > 0};
+    --mIdleTakers;
+    mIsTakerOnItsWay = false;
+}
+
+/// Whom this thread, about to release the lock, has to wake. `freedGroup` is that of the job that it has just finished,
+/// or all ones.
+System::JobScheduler::WakeUps System::JobScheduler::TakeWakeUps(uint32_t freedGroup)
+{
+    WakeUps wakeUps;
+    if (mIdleTakers > 0 && !mIsTakerOnItsWay && FindFirstReady() != nullptr)
+    {
+        mIsTakerOnItsWay = true;
+        wakeUps.mTaker = true;
+    }
+    if (!mIdleWaiters.empty() && freedGroup != JobHandle::sNone && !mRunningGroups.Contains(freedGroup))
+    {
+        wakeUps.mWaiters = std::any_of(mIdleWaiters.begin(), mIdleWaiters.end(),
+            [freedGroup](const JobWaitList* list) { return list->HasBlockedJob(freedGroup); });
+    }
+    return wakeUps;
 }
 
 void System::JobScheduler::Notify(WakeUps wakeUps)

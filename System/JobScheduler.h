@@ -6,6 +6,7 @@
 #include "System/JobWaitList.h"
 #include "System/Mutex.h"
 #include "System/ObjectPool.h"
+#include "System/RunningGroups.h"
 #include "System/ThreadLocalSlot.h"
 
 #include <span>
@@ -22,31 +23,32 @@ namespace System
 ///
 /// Invariants, all of them under `mMutex`:
 ///
-/// 1. `mJobs` holds every job from `Schedule` to its end. A queued job is in `mQueue` or in `mParked` of its group, a
-///    running one is in neither, and `mIsRunning` of its group is set; no group has two running jobs.
-/// 2. While a group has parked jobs and is not running, `mQueue` holds a job of it that comes before all of them: each
-///    end of a run, and each job that leaves `mQueue` without being run, moves the first parked one back. So the first
-///    job of `mQueue` whose group is not running is the first of all queued jobs that may start. A job that is passed
-///    over is parked, and is not met again before its group is free: a long row of blocked jobs costs each of them
-///    once.
-/// 3. A queued job is never marked as cancelled: the operation that marks it also removes it.
-/// 4. A job's entries in wait lists are those of the threads that wait for it, and the `mRemaining` of a list is the
-///    number of its entries whose jobs are in `mJobs`.
+/// 1. `mJobs` holds every job from `Schedule` to its end. A queued job is in `mQueue`, or in `mParkedGroups` with the
+///    others of its group; a running one is in neither, and its group is in `mRunningGroups`, once.
+/// 2. While a group has parked jobs and is not running, `mQueue` holds a job of it that comes before all of them: the
+/// end
+///    of a run, and a job that leaves `mQueue` without being run, moves the first parked one back. So the first job of
+///    `mQueue` whose group is not running is the first of all queued jobs that may start. A job that is passed over is
+///    parked, and is not met again before its group is free: a long row of blocked jobs costs each of them once.
+/// 3. No queued job is marked as cancelled: the operation that marks it also removes it.
+/// 4. A job knows its entries in the lists of the threads that wait for it, and a list counts those of its entries
+///    whose jobs are in `mJobs`.
 ///
-/// Progress. Call a thread a taker if it may run any job: a worker, in its loop or in `Wait`. Takers sleep on
-/// `mWorkAvailable`, all others on `mJobFinished`. At each release of the lock either no taker sleeps, or as many
-/// wake-ups are under way to takers as there are groups that could start a job:
+/// Progress. A taker is a thread that may run any job: a worker, in its loop or in `Wait`. Takers sleep on
+/// `mWorkAvailable`, all others on `mJobFinished`.
 ///
-/// - A group gets such a job by `Schedule`, which wakes one taker, or when its running job ends. The thread that ended
-/// it
-///   then looks for its own next job, and if the group has not been taken by that, it wakes one taker.
-/// - A woken taker looks before it does anything else. When it leaves `Wait` instead of taking a job, it wakes another.
-/// - A taker goes to sleep only when there is no such job. A missing wake-up is left out only if no taker sleeps.
+/// 5. At each release of the lock no taker sleeps, or no queued job may start, or a taker has been woken and has not
+///    looked yet (`mIsTakerOnItsWay`). Only `Schedule` and the end of a job let a job start that could not, and only a
+///    taker that looks ends the third case; each of them goes through `TakeWakeUps` before it releases the lock, and so
+///    does a taker that leaves `Wait` instead of taking a job. A burst of jobs thus wakes the takers one by one, each
+///    by the one before it.
+/// 6. A waiting thread that is no taker may run the jobs of its list alone, and no later job joins that. It sleeps when
+///    all of them are running or blocked, so it needs to look again when the group of one comes free and is not taken
+///    at once by the thread that freed it. `TakeWakeUps` sees to that too.
+/// 7. Any waiting thread, taker or not, is woken by the end of the last job on its list.
 ///
-/// A waiting thread that is no taker may run the jobs of its list alone, which no `Schedule` adds to; it has to look
-/// again when a group is freed and stays free, and is then woken with all others of its kind. Every thread whose list
-/// becomes empty is woken by the end of the last job on it. So a job that may start is started as long as a taker, or a
-/// thread that waits for it, exists, and a waiting thread leaves when its jobs have ended.
+/// So a job that may start is started as long as there is a taker, or a thread that waits for it, that is not busy; and
+/// a thread that waits leaves when its jobs have ended.
 class JobScheduler
 {
 public:
@@ -96,18 +98,19 @@ private:
     void Run(Job& job) noexcept EXCLUDES(mMutex);
     void WaitAndRun(const std::vector<JobHandle>& handles) EXCLUDES(mMutex);
 
-    Job& Enter(JobDescription& description, const Job* parent) REQUIRES(mMutex);
-    JobGroup& EnterGroup(uint32_t number) REQUIRES(mMutex);
-    [[nodiscard]] uint32_t TakeChain() REQUIRES(mMutex);
+    using CancellationPointer = std::unique_ptr<JobDescription::CancellationFunction>;
+
+    Job& Enter(JobDescription& description, CancellationPointer cancellation, const Job* parent) REQUIRES(mMutex);
     void Leave(Job& job) REQUIRES(mMutex);
 
     void Enqueue(Job& job) REQUIRES(mMutex);
     void Dequeue(Job& job) REQUIRES(mMutex);
-    void Unpark(JobGroup& group) REQUIRES(mMutex);
-    [[nodiscard]] Job* StartFirst() REQUIRES(mMutex);
-    [[nodiscard]] Job* StartForList(JobWaitList& list, bool isTaker) REQUIRES(mMutex);
+    void Park(Job& job) REQUIRES(mMutex);
+    void Unpark(uint32_t group) REQUIRES(mMutex);
+    void RemoveIfEmpty(ParkedGroup& parked) REQUIRES(mMutex);
+    [[nodiscard]] Job* FindFirstReady() REQUIRES(mMutex);
     void Start(Job& job) REQUIRES(mMutex);
-    [[nodiscard]] JobGroup* Finish(Job& job) REQUIRES(mMutex);
+    void Finish(Job& job) REQUIRES(mMutex);
 
     [[nodiscard]] std::vector<Job*> FindJobs(const std::vector<JobHandle>& handles) const REQUIRES(mMutex);
     void CancelJobs(std::span<Job* const> jobs) REQUIRES(mMutex);
@@ -115,7 +118,8 @@ private:
     void CloseWait() REQUIRES(mMutex);
     void AddToList(JobWaitList& list, Job& job) const REQUIRES(mMutex);
 
-    [[nodiscard]] WakeUps GetWakeUps(const JobGroup* freedGroup) const REQUIRES(mMutex);
+    void NoteTakerAwake() REQUIRES(mMutex);
+    [[nodiscard]] WakeUps TakeWakeUps(uint32_t freedGroup) REQUIRES(mMutex);
     void Notify(WakeUps wakeUps);
 
     [[nodiscard]] Job* GetJobOfThread() const { return static_cast<Job*>(mCurrentJob.Get()); }
@@ -128,15 +132,17 @@ private:
     ConditionVariable mWorkAvailable; ///< takers: there may be something to run
     ConditionVariable mJobFinished;   ///< all other waiting threads: a job has left, or a group has come free
     ObjectPool<Job> mJobPool GUARDED_BY(mMutex);
-    ObjectPool<JobGroup> mGroupPool GUARDED_BY(mMutex);
+    ObjectPool<ParkedGroup> mParkedPool GUARDED_BY(mMutex);
     IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
-    IdTable<JobGroup, &JobGroup::mGroup> mGroups GUARDED_BY(mMutex); ///< those that have jobs
+    IdTable<ParkedGroup, &ParkedGroup::mGroup> mParkedGroups GUARDED_BY(mMutex); ///< none of them empty
+    RunningGroups mRunningGroups GUARDED_BY(mMutex);
     JobQueue mQueue GUARDED_BY(mMutex);
-    bool mIsClosing GUARDED_BY(mMutex) = false; ///< the destructor waits for the last job
-    bool mStop GUARDED_BY(mMutex) = false;      ///< set once there is no job any more
-    int mIdleTakers GUARDED_BY(mMutex) = 0;     ///< asleep on `mWorkAvailable`
-    int mIdleWaiters GUARDED_BY(mMutex) = 0;    ///< in `Wait`, asleep on `mJobFinished`, with jobs that they may run
-    int mOpenWaits GUARDED_BY(mMutex) = 0;      ///< threads in `Wait` or `CancelChain`
+    bool mIsClosing GUARDED_BY(mMutex) = false;                ///< the destructor waits for the last job
+    bool mStop GUARDED_BY(mMutex) = false;                     ///< set once there is no job any more
+    int mIdleTakers GUARDED_BY(mMutex) = 0;                    ///< asleep on `mWorkAvailable`
+    bool mIsTakerOnItsWay GUARDED_BY(mMutex) = false;          ///< one of them has been woken and has not looked yet
+    std::vector<JobWaitList*> mIdleWaiters GUARDED_BY(mMutex); ///< of `Wait`, asleep on `mJobFinished`
+    int mOpenWaits GUARDED_BY(mMutex) = 0;                     ///< threads in `Wait` or `CancelChain`
     uint32_t mLastJobID GUARDED_BY(mMutex) = 0;
     uint32_t mNextGroup GUARDED_BY(mMutex) = 0;
     uint32_t mNextChain GUARDED_BY(mMutex) = 0;

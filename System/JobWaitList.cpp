@@ -56,7 +56,7 @@ void System::JobWaitList::sRemove(Job& job)
     job.mWaits = nullptr;
 }
 
-System::Job* System::JobWaitList::FindFirstReady(uint64_t orderVersion)
+System::Job* System::JobWaitList::FindFirstReady(const RunningGroups& runningGroups, uint64_t orderVersion)
 {
     if (!mIsSorted || mOrderVersion != orderVersion)
     {
@@ -64,28 +64,34 @@ System::Job* System::JobWaitList::FindFirstReady(uint64_t orderVersion)
         mIsSorted = true;
         mOrderVersion = orderVersion;
     }
-    Job* parked = FindFirstParked();
+    Job* unblocked = FindFirstUnblocked(runningGroups);
     for (; mFirst < mOrder.size(); ++mFirst)
     {
         const JobWaitEntry& entry = *mOrder[mFirst];
         Job* job = gGetQueuedJob(entry);
-        if (job != nullptr && job->mGroupState->mIsRunning)
+        if (job != nullptr && runningGroups.Contains(job->mGroup))
         {
-            Park(entry);
+            PutAside(entry);
         }
         else if (job != nullptr)
         {
-            return parked != nullptr && gRunsBefore(*parked, *job) ? parked : job;
+            return unblocked != nullptr && gRunsBefore(*unblocked, *job) ? unblocked : job;
         }
     }
-    return parked;
+    return unblocked;
+}
+
+bool System::JobWaitList::HasBlockedJob(uint32_t group) const
+{
+    return std::any_of(
+        mBlocked.begin(), mBlocked.end(), [group](const BlockedGroup& blocked) { return blocked.mGroup == group; });
 }
 
 void System::JobWaitList::SortQueuedJobs()
 {
     mFirst = 0;
     mOrder.clear();
-    mParked.clear();
+    mBlocked.clear();
     for (const JobWaitEntry& entry : mEntries)
     {
         if (gGetQueuedJob(entry) != nullptr)
@@ -102,36 +108,36 @@ void System::JobWaitList::SortQueuedJobs()
     }
 }
 
-void System::JobWaitList::Park(const JobWaitEntry& entry)
+void System::JobWaitList::PutAside(const JobWaitEntry& entry)
 {
     const uint32_t group = entry.mJob->mGroup;
     auto found = std::find_if(
-        mParked.begin(), mParked.end(), [group](const ParkedGroup& parked) { return parked.mGroup == group; });
-    if (found == mParked.end())
+        mBlocked.begin(), mBlocked.end(), [group](const BlockedGroup& blocked) { return blocked.mGroup == group; });
+    if (found == mBlocked.end())
     {
-        found = mParked.insert(found, ParkedGroup{group, 0, {}});
+        found = mBlocked.insert(found, BlockedGroup{group, 0, {}});
     }
     found->mEntries.push_back(&entry);
 }
 
-System::Job* System::JobWaitList::FindFirstParked()
+System::Job* System::JobWaitList::FindFirstUnblocked(const RunningGroups& runningGroups)
 {
     Job* first = nullptr;
-    for (size_t i = 0; i < mParked.size();)
+    for (size_t i = 0; i < mBlocked.size();)
     {
-        ParkedGroup& parked = mParked[i];
-        while (parked.mFirst < parked.mEntries.size() && gGetQueuedJob(*parked.mEntries[parked.mFirst]) == nullptr)
+        BlockedGroup& blocked = mBlocked[i];
+        while (blocked.mFirst < blocked.mEntries.size() && gGetQueuedJob(*blocked.mEntries[blocked.mFirst]) == nullptr)
         {
-            ++parked.mFirst;
+            ++blocked.mFirst;
         }
-        if (parked.mFirst == parked.mEntries.size())
+        if (blocked.mFirst == blocked.mEntries.size())
         {
-            std::swap(parked, mParked.back());
-            mParked.pop_back();
+            std::swap(blocked, mBlocked.back());
+            mBlocked.pop_back();
             continue;
         }
-        Job* job = parked.mEntries[parked.mFirst]->mJob;
-        if (!job->mGroupState->mIsRunning && (first == nullptr || gRunsBefore(*job, *first)))
+        Job* job = blocked.mEntries[blocked.mFirst]->mJob;
+        if (!runningGroups.Contains(blocked.mGroup) && (first == nullptr || gRunsBefore(*job, *first)))
         {
             first = job;
         }

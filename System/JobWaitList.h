@@ -1,6 +1,7 @@
 #pragma once
 
 #include "System/Mutex.h"
+#include "System/RunningGroups.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +40,10 @@ public:
 
     /// The first of its queued jobs, in execution order, whose group is not running; null when there is none.
     /// `orderVersion` is any number that is another one after a queued job has changed its place.
-    [[nodiscard]] Job* FindFirstReady(uint64_t orderVersion);
+    [[nodiscard]] Job* FindFirstReady(const RunningGroups& runningGroups, uint64_t orderVersion);
+
+    /// Whether it has a job of this group that was in the way of FindFirstReady when that last found none.
+    [[nodiscard]] bool HasBlockedJob(uint32_t group) const;
 
     /// Sleeps until something may have changed for this thread.
     void Sleep(Mutex& mutex) REQUIRES(mutex);
@@ -48,7 +52,7 @@ public:
     static void sRemove(Job& job);
 
 private:
-    struct ParkedGroup
+    struct BlockedGroup
     {
         uint32_t mGroup;
         size_t mFirst;
@@ -56,8 +60,8 @@ private:
     };
 
     void SortQueuedJobs();
-    void Park(const JobWaitEntry& entry);
-    [[nodiscard]] Job* FindFirstParked();
+    void PutAside(const JobWaitEntry& entry);
+    [[nodiscard]] Job* FindFirstUnblocked(const RunningGroups& runningGroups);
 
     ConditionVariable& mCondition;
     size_t mRemaining = 0;
@@ -69,6 +73,6 @@ private:
     bool mIsSorted = false;
     size_t mFirst = 0;
     std::vector<const JobWaitEntry*> mOrder; ///< in execution order, from `mFirst` on
-    std::vector<ParkedGroup> mParked;        ///< taken out of `mOrder` when their group was running
+    std::vector<BlockedGroup> mBlocked;      ///< taken out of `mOrder` when their group was running
 };
 }

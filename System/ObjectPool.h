@@ -1,7 +1,10 @@
 #pragma once
 
+#include "System/Prefetch.h"
+
 #include <cstddef>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace System
@@ -18,17 +21,23 @@ public:
     {
         if (mFree == nullptr)
         {
-            AddBlock();
+            mFree = std::exchange(mReturned, nullptr);
+            if (mFree == nullptr)
+            {
+                AddBlock();
+            }
         }
         T& object = *mFree;
         mFree = object.mNextInTable;
+        // The next one was last used by another thread, as a rule.
+        gPrefetch(mFree);
         return object;
     }
 
     void GiveBack(T& object)
     {
-        object.mNextInTable = mFree;
-        mFree = &object;
+        object.mNextInTable = mReturned;
+        mReturned = &object;
     }
 
 private:
@@ -38,11 +47,14 @@ private:
         mBlocks.push_back(std::make_unique<T[]>(count));
         for (size_t i = count; i-- > 0;)
         {
-            GiveBack(mBlocks.back()[i]);
+            T& object = mBlocks.back()[i];
+            object.mNextInTable = mFree;
+            mFree = &object;
         }
     }
 
     std::vector<std::unique_ptr<T[]>> mBlocks;
     T* mFree = nullptr;
+    T* mReturned = nullptr; ///< taken over when `mFree` is used up
 };
 }

@@ -19,9 +19,7 @@ unsigned long long ToPrintable(uint64_t value)
 
 }
 
-EventStreamVerifier::EventStreamVerifier(const TraceEventStream& stream) : mStream{stream}
-{
-}
+EventStreamVerifier::EventStreamVerifier(const TraceEventStream& stream) : mStream{stream} {}
 
 bool EventStreamVerifier::Verify(Utility::Result& result)
 {

@@ -64,11 +64,7 @@ struct Field
     const char* Name;
 
     /// A pointer to data member is the member's offset in the ABI of every compiler that this builds with.
-    static uint64_t sGetOffset()
-    {
-        static_assert(sizeof(M) == sizeof(std::ptrdiff_t));
-        return static_cast<uint64_t>(std::bit_cast<std::ptrdiff_t>(M));
-    }
+    static uint64_t sGetOffset() { return static_cast<uint64_t>(std::bit_cast<std::ptrdiff_t>(M)); }
 };
 
 template <class... Ts>

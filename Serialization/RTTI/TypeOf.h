@@ -51,7 +51,7 @@ constexpr int32_t gGetCount(std::size_t size)
 template <class T, class B>
 std::ptrdiff_t gGetBaseOffset()
 {
-    char B::*const startOfBase = std::bit_cast<char B::*>(std::ptrdiff_t{0});
+    const auto startOfBase = std::bit_cast<char B::*>(std::ptrdiff_t{0});
     char T::*const inObject = startOfBase;
     return std::bit_cast<std::ptrdiff_t>(inObject);
 }

@@ -1,5 +1,7 @@
 #include "Serialization/RTTI/TypeQueries.h"
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include "Serialization/Testing/Fixture.h"

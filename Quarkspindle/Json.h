@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <string>
 #include <string_view>
 
@@ -47,7 +48,11 @@ public:
     void Member(std::string_view key, double value)
     {
         Key(key);
-        mWriter.Double(value);
+        // There is no other way to write what is no finite number.
+        if (std::isfinite(value))
+            mWriter.Double(value);
+        else
+            mWriter.Null();
     }
     void Member(std::string_view key, int64_t value)
     {

@@ -1,5 +1,6 @@
 #include "Utility/DirectoryRename.h"
 
+#include "Utility/Guid.h"
 #include "Utility/Path.h"
 
 #include <cerrno>
@@ -42,7 +43,7 @@ int RenameInTwoSteps(const std::string& from, const std::string& to)
 
 int ExchangeInThreeSteps(const std::string& a, const std::string& b)
 {
-    const std::string aside = b + ".aside";
+    const std::string aside = b + "." + Utility::gFormatGUID(Utility::gMakeGUID());
     if (const int number = RenameInTwoSteps(b, aside); number != 0)
     {
         return number;
@@ -52,7 +53,13 @@ int ExchangeInThreeSteps(const std::string& a, const std::string& b)
         Rename(aside, b, 0);
         return number;
     }
-    return Rename(aside, a, 0);
+    const int number = Rename(aside, a, 0);
+    if (number != 0)
+    {
+        Rename(b, a, 0);
+        Rename(aside, b, 0);
+    }
+    return number;
 }
 }
 

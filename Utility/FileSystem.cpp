@@ -121,8 +121,10 @@ bool gReadTextFile(const std::string& path, std::string& text)
         }
         return true;
     }
-    catch (const std::range_error&)
+    catch (const std::exception&)
     {
+        // An invalid sequence, or a text that the memory does not hold.
+        text.clear();
         return false;
     }
 }

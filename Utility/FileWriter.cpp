@@ -331,10 +331,4 @@ bool gSyncDirectory(const std::string& path, FileError& error)
     const int result = gGetFileCalls().SyncDirectory(gGetNativePath(path).c_str());
     return result >= 0 || Report(error, EFileOperation::SyncDirectory, -result, path);
 }
-
-bool gRename(const std::string& from, const std::string& to, FileError& error)
-{
-    const int result = gGetFileCalls().Rename(gGetNativePath(from).c_str(), gGetNativePath(to).c_str());
-    return result >= 0 || Report(error, EFileOperation::Rename, -result, to);
-}
 }

@@ -129,7 +129,4 @@ private:
 
 /// Makes the entries of a folder durable: what was created, renamed or removed in it.
 [[nodiscard]] bool gSyncDirectory(const std::string& path, FileError& error);
-/// Gives a file or a directory a new name on the same file system, replacing a file of that name. Durable only after
-/// gSyncDirectory of both folders.
-[[nodiscard]] bool gRename(const std::string& from, const std::string& to, FileError& error);
 }

@@ -1,7 +1,5 @@
 #include "ProfilerLib/session/EventStreamVerifier.h"
 
-#include <optional>
-
 #include "ProfilerLib/session/TraceEventCodec.h"
 #include "Serialization/Error.h"
 #include "Utility/Format.h"
@@ -50,31 +48,16 @@ bool EventStreamVerifier::Verify(Utility::Result& result)
 bool EventStreamVerifier::VerifyChunk(
     const FileSystem::InputFile& file, const TraceEventStream::Chunk& chunk, std::string& fault)
 {
-    FileSystem::FileError error;
-    uint64_t fileSize = 0;
-    if (!file.GetSize(fileSize, error))
-    {
-        fault = error.ToString();
-        return false;
-    }
-    if (chunk.FileOffset > fileSize || chunk.Size > fileSize - chunk.FileOffset)
-    {
-        fault = Utility::gFormat("the file ends at byte %llu, before the chunk does", ToPrintable(fileSize));
-        return false;
-    }
-    mBytes.resize(chunk.Size);
-    const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, mBytes, error);
-    if (!count || *count != mBytes.size())
-    {
-        fault = count ? "the file became shorter while it was read" : error.ToString();
-        return false;
-    }
-    return VerifyRecords(chunk, fault);
+    TraceEventStream::ReadFailure failure;
+    if (TraceEventStream::sReadChunk(file, chunk, mBuffer, failure))
+        return VerifyRecords(chunk, fault);
+    fault = Utility::gFormat("byte %llu cannot be read: %s", ToPrintable(failure.mOffset), failure.mReason.c_str());
+    return false;
 }
 
 bool EventStreamVerifier::VerifyRecords(const TraceEventStream::Chunk& chunk, std::string& fault)
 {
-    TraceEventDecoder decoder{mBytes};
+    TraceEventDecoder decoder{mBuffer.GetBytes()};
     TraceEventRecord record;
     uint64_t numEvents = 0;
     double lastTime = chunk.StartTime;

@@ -27,7 +27,7 @@ private:
     bool VerifyRecords(const TraceEventStream::Chunk& chunk, std::string& fault);
 
     const TraceEventStream& mStream;
-    std::vector<std::byte> mBytes;
+    TraceEventStream::ChunkBuffer mBuffer;
     uint64_t mNumEvents = 0;
 };
 

@@ -111,6 +111,9 @@ public:
     /// The database's: a module that stands for addresses in no module. It never loads anything.
     void SetPlaceholder(std::string_view name);
 
+    /// The database's, which takes it behind its own.
+    Utility::RecursiveMutex& GetLock() const { return mLock; }
+
     /// False for an address below the base; a module of unknown size contains nothing.
     bool Contains(uint64_t address) const;
     EMapped GetMapped(double timeMs) const;

@@ -25,6 +25,11 @@ constexpr std::array cKernelInterruptNames = {
     "KiInterruptDispatchNoLockNoEtw",
 };
 
+bool IsKernel(const Module& module)
+{
+    return Utility::gStartsWith("ntoskrnl", module.GetName(), false);
+}
+
 bool IsInAny(const std::vector<Module*>& modules, uint64_t address)
 {
     return std::ranges::any_of(modules, [address](const Module* module) {
@@ -46,17 +51,25 @@ Module& ModuleDatabase::AddModule(std::string_view path, uint64_t imageBase, int
     double unloadTimeMs)
 {
     const ModuleImage image{path, imageBase, imageSize, timeStamp, pdbAge, pdbGUID, pdbName, loadTimeMs, unloadTimeMs};
-    const Utility::RecursiveMutexLock lock{mLock};
-    std::size_t insertIndex = 0;
-    if (Module* known = FindModuleAt(imageBase, timeMs, insertIndex))
+    Module* added = nullptr;
     {
-        known->FillGaps(image);
-        return *known;
+        const Utility::RecursiveMutexLock lock{mLock};
+        std::size_t insertIndex = 0;
+        if (Module* known = FindModuleAt(imageBase, timeMs, insertIndex))
+        {
+            known->FillGaps(image);
+            return *known;
+        }
+        auto module = std::make_unique<Module>(mSymbolCache);
+        module->SetImage(image);
+        Classify(*module);
+        added = module.get();
+        mModules.insert(mModules.begin() + static_cast<std::ptrdiff_t>(insertIndex), std::move(module));
     }
-    auto module = std::make_unique<Module>(mSymbolCache);
-    module->SetImage(image);
-    Classify(*module);
-    return **mModules.insert(mModules.begin() + static_cast<std::ptrdiff_t>(insertIndex), std::move(module));
+    // Outside the lock, since it may load symbols, and lookups must not wait for that.
+    if (IsKernel(*added))
+        CollectKernelInterruptAddresses(*added);
+    return *added;
 }
 
 Module* ModuleDatabase::FindModule(uint64_t address, double timeMs) const
@@ -120,14 +133,21 @@ bool ModuleDatabase::IsInKernelBase(uint64_t address) const
 
 void ModuleDatabase::OnLoaded()
 {
-    const Utility::RecursiveMutexLock lock{mLock};
-    std::erase(mModules, nullptr);
-    std::ranges::stable_sort(
-        mModules, {}, [](const std::unique_ptr<Module>& module) { return module->GetImageBase(); });
-    for (const std::unique_ptr<Module>& module : mModules)
     {
-        module->OnLoaded();
-        Classify(*module);
+        const Utility::RecursiveMutexLock lock{mLock};
+        std::erase(mModules, nullptr);
+        std::ranges::stable_sort(
+            mModules, {}, [](const std::unique_ptr<Module>& module) { return module->GetImageBase(); });
+        for (const std::unique_ptr<Module>& module : mModules)
+        {
+            module->OnLoaded();
+            Classify(*module);
+        }
+    }
+    for (Module* module : GetModules())
+    {
+        if (IsKernel(*module))
+            CollectKernelInterruptAddresses(*module);
     }
 }
 
@@ -149,16 +169,33 @@ void ModuleDatabase::Classify(Module& module)
         mKernel32Modules.push_back(&module);
     else if (startsWith("kernelbase"))
         mKernelBaseModules.push_back(&module);
-    else if (startsWith("ntoskrnl"))
-        CollectKernelInterruptAddresses(module);
 }
 
 void ModuleDatabase::CollectKernelInterruptAddresses(Module& kernel)
 {
+    std::vector<uint64_t> addresses;
     for (const char* name : cKernelInterruptNames)
         if (const ResolvedAddress resolved = kernel.ResolveFunctionByName(name, true); resolved.HasFunction())
-            mKernelInterruptAddresses.push_back(resolved.mFunctionAddress);
+            addresses.push_back(resolved.mFunctionAddress);
+
+    const Utility::RecursiveMutexLock lock{mLock};
+    mKernelInterruptAddresses.insert(mKernelInterruptAddresses.end(), addresses.begin(), addresses.end());
     std::ranges::sort(mKernelInterruptAddresses);
+}
+
+// The modules' locks are as many as there are modules, which the analysis cannot follow.
+ModuleDatabase::Freeze::Freeze(const ModuleDatabase& database) NO_THREAD_SAFETY_ANALYSIS : mDatabase{database}
+{
+    mDatabase.mLock.Lock();
+    for (const std::unique_ptr<Module>& module : mDatabase.mModules)
+        module->GetLock().Lock();
+}
+
+ModuleDatabase::Freeze::~Freeze() NO_THREAD_SAFETY_ANALYSIS
+{
+    for (const std::unique_ptr<Module>& module : mDatabase.mModules)
+        module->GetLock().Unlock();
+    mDatabase.mLock.Unlock();
 }
 
 std::size_t ModuleDatabase::GetNumModules() const

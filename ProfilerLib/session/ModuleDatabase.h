@@ -30,6 +30,20 @@ class ModuleDatabase
     }
 
 public:
+    /// Keeps the database and all its modules as they are while it lives, for a reader that walks their members.
+    /// Lookups wait.
+    class Freeze
+    {
+    public:
+        explicit Freeze(const ModuleDatabase& database);
+        Freeze(const Freeze&) = delete;
+        Freeze& operator=(const Freeze&) = delete;
+        ~Freeze();
+
+    private:
+        const ModuleDatabase& mDatabase;
+    };
+
     /// `symbolCache` must outlive the database; null for one that finds no symbols.
     explicit ModuleDatabase(SymbolSource* symbolCache = nullptr);
     ModuleDatabase(const ModuleDatabase&) = delete;
@@ -73,7 +87,7 @@ public:
 private:
     Module* FindModuleAt(uint64_t address, double timeMs, std::size_t& insertIndex) const REQUIRES(mLock);
     void Classify(Module& module) REQUIRES(mLock);
-    void CollectKernelInterruptAddresses(Module& kernel) REQUIRES(mLock);
+    void CollectKernelInterruptAddresses(Module& kernel) EXCLUDES(mLock);
 
     mutable Utility::RecursiveMutex mLock; ///< taken before a module's
     SymbolSource* const mSymbolCache;

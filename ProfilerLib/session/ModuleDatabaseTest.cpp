@@ -424,6 +424,40 @@ TEST_F(DatabaseFileTest, DatabasesComeBackAsTheyWere)
     EXPECT_EQ(read->mInstrumentation.GetContext(context), "context");
 }
 
+TEST_F(DatabaseFileTest, WritingUnderAFreezeIsWholeWhileLookupsGoOn)
+{
+    constexpr uint64_t cNumFunctions = 500;
+    std::vector<Symbol> symbols;
+    for (uint64_t i = 0; i < cNumFunctions; ++i)
+        symbols.push_back({i * 16, 16, "a function with a long name " + std::to_string(i)});
+    FakeSymbolSource source;
+    source.mRecordsKeys = false;
+    source.Add("m", symbols);
+    Tests::Databases databases{&source};
+    Add(databases.mModules, "m", 0x10000, 0x10000);
+
+    std::thread lookups{[&] {
+        for (uint64_t i = 0; i < cNumFunctions; ++i)
+            databases.mModules.ResolveAddress(0x10000 + (i * 7 % cNumFunctions) * 16, 0, false);
+    }};
+    for (int i = 0; i < 20; ++i)
+    {
+        Utility::Result result;
+        Utility::OutputMemoryStream output;
+        {
+            const ModuleDatabase::Freeze freeze{databases.mModules};
+            ASSERT_TRUE(Serialization::gWriteBinary(output, {&databases}, result)) << result.ToString();
+        }
+        Utility::InputMemoryStream input{output.GetData()};
+        std::vector<std::unique_ptr<RTTI::Object>> roots;
+        EXPECT_TRUE(
+            Serialization::gReadBinary(input, mRegistry, {}, Serialization::EUnknownTypePolicy::Skip, roots, result))
+            << result.ToString();
+    }
+    lookups.join();
+    EXPECT_EQ(databases.mModules.GetModules().front()->GetFunctions().size(), cNumFunctions);
+}
+
 TEST_F(DatabaseFileTest, TypesKeepTheirStoredNames)
 {
     const struct

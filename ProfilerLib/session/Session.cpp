@@ -57,6 +57,13 @@ private:
     std::int32_t mLastPercent = 0;
 };
 
+/// The folder that a path lies in; the root for what lies there.
+std::string GetParent(const std::string& path)
+{
+    const std::string directory = FileSystem::gGetDirectory(path);
+    return directory.empty() && FileSystem::gIsAbsolutePath(path) ? std::string{FileSystem::gSeparator} : directory;
+}
+
 /// How far up a thread stands. Samples count for ten times the time that they stand for.
 double GetWeight(const Thread& thread, const SessionInfo& info)
 {
@@ -319,7 +326,8 @@ bool Session::ReplayEvents(Utility::Result& result, const std::atomic<bool>* can
             }
         }
     }
-    return true;
+    // A model of a part of the events would be stored, and taken for the whole from then on.
+    return events.GetFailure().empty() || result.FailText(Serialization::CorruptData, events.GetFailure());
 }
 
 bool Session::Save(Utility::Result& result)
@@ -331,7 +339,13 @@ bool Session::Save(Utility::Result& result)
             return false;
         }
     }
-    return mEventStream->Flush(result) && Serialization::gWriteBinaryFile(mPath, {this}, result);
+    if (!mEventStream->Flush(result))
+    {
+        return false;
+    }
+    // Lookups in the modules may go on beside this, and enter what they find.
+    const ModuleDatabase::Freeze freeze{mModuleDatabase};
+    return Serialization::gWriteBinaryFile(mPath, {this}, result);
 }
 
 Thread* Session::FindThread(std::int32_t threadID)
@@ -406,7 +420,7 @@ void Session::UpdateThreads(const TraceEvent& event)
 
 std::string Session::GetFile(const std::string& fileName) const
 {
-    return FileSystem::gCombinePath(FileSystem::gGetDirectory(mPath), fileName);
+    return FileSystem::gCombinePath(GetParent(mPath), fileName);
 }
 
 std::string Session::GetPluginFile(const std::string& folder, const std::string& fileName) const
@@ -424,8 +438,7 @@ std::string gGetSessionPath(const std::string& path)
         return path;
     }
     const std::string name = FileSystem::gGetBaseName(path);
-    const std::string folder =
-        FileSystem::gNormalizePath(FileSystem::gCombinePath(FileSystem::gGetDirectory(path), name));
+    const std::string folder = FileSystem::gNormalizePath(FileSystem::gCombinePath(GetParent(path), name));
     return FileSystem::gCombinePath(folder, Utility::gFormat("%s.session", name.c_str()));
 }
 

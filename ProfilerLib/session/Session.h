@@ -53,7 +53,7 @@ public:
 
     /// A new capture at `path`, which is `<dir>/<name>.session`. Nothing is written before the first chunk or `Save`;
     /// the directory must be there by then. The scheduler, the symbols and the plug-ins are not owned, outlive the
-    /// session, and may be null.
+    /// session, and may be null; without a scheduler no chart can be asked for.
     Session(const std::string& path, SymbolSource* symbolCache, System::JobScheduler* jobScheduler,
         const PluginList* plugins);
     Session(const Session&) = delete;

@@ -311,6 +311,22 @@ TEST_F(SessionTest, ModelThatCannotBeLoadedIsRebuiltFromTheEvents)
     EXPECT_EQ(Load(loaded), Session::Loaded) << "the rebuilt model was stored";
 }
 
+TEST_F(SessionTest, ModelOfAPartOfTheEventsIsNotStored)
+{
+    const std::unique_ptr<Session> recorded = Record(20);
+    // The type of the last record, whose texts are "event" and two digits.
+    std::string events = mFolder.Read("events.dat");
+    events[events.size() - 48] = '\x7F';
+    mFolder.Write("events.dat", events);
+
+    mB.mBehaviour.mCanLoad = false;
+    std::unique_ptr<Session> loaded;
+    ASSERT_EQ(Load(loaded), Session::LoadedWithPendingModels) << mResult.ToString();
+    EXPECT_FALSE(loaded->ProcessPendingModels(mResult, nullptr, nullptr));
+    EXPECT_THAT(mResult.ToString(), HasSubstr("stopped at offset"));
+    EXPECT_THAT(mCalls, ElementsAre("B.Create", "B.Reset", "B.BeginEvents"));
+}
+
 TEST_F(SessionTest, ProgressIsReportedPerPercent)
 {
     mPlugins = {&mA};
@@ -527,6 +543,7 @@ TEST_F(SessionTest, PathsOfTheCaptureFollowFromTheSessionFile)
     EXPECT_EQ(session->GetPluginFile("a/b", "c.dat"), mFolder / "a/b/c.dat");
     EXPECT_TRUE(FileSystem::gFileExists(mFolder / "a/b"));
     EXPECT_EQ(Session{}.GetFile("x"), "x");
+    EXPECT_EQ((Session{"/x.session", nullptr, nullptr, nullptr}.GetFile("events.dat")), "/events.dat");
 
     const std::pair<const char*, const char*> rows[] = {
         {"/captures/capture.ETL", "/captures/capture/capture.session"},
@@ -534,6 +551,7 @@ TEST_F(SessionTest, PathsOfTheCaptureFollowFromTheSessionFile)
         {"capture.v2.etl", "capture.v2/capture.v2.session"},
         {"/captures/capture/capture.session", "/captures/capture/capture.session"},
         {"/captures/capture.json", "/captures/capture.json"},
+        {"/capture.etl", "/capture/capture.session"},
     };
     for (const auto& [path, expected] : rows)
     {

@@ -7,8 +7,9 @@ namespace Profiler
 class ModuleDatabase;
 struct TraceEvent;
 
-/// A readable name for a thread that has none, from the function at the start address of its ThreadStart event. Only
-/// functions that are known already count: no symbols are loaded. Empty when the address lies in no module, the
+/// A readable name for a thread that has none, from the function at the start address of its ThreadStart event. The
+/// lookup is one that takes what is known already, but a module of a running recording loads its symbols with its first
+/// one. Empty when the address lies in no module, the
 /// module's name when the function is not known.
 std::string gClassifyThread(const TraceEvent& event, ModuleDatabase& modules);
 }

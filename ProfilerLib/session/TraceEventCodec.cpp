@@ -13,7 +13,8 @@ EDecodeStop TraceEventDecoder::GetStop() const
     {
         return EDecodeStop::UnknownType;
     }
-    if (remaining >= TraceEventLayout::cPayload && !(Load<double>(TraceEventLayout::cTime) >= 0.0))
+    if (remaining >= TraceEventLayout::cPayload &&
+        !TraceEventLayout::sIsValidTime(Load<double>(TraceEventLayout::cTime)))
     {
         return EDecodeStop::BadTime;
     }
@@ -29,7 +30,7 @@ const char* gGetText(EDecodeStop stop)
     case EDecodeStop::UnknownType:
         return "no event has the type that is stored there";
     case EDecodeStop::BadTime:
-        return "the time of the event is negative or no number";
+        return "the time of the event is negative or no finite number";
     case EDecodeStop::PastEnd:
         return "the event runs past the end of its chunk";
     }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string_view>
 
@@ -35,6 +36,13 @@ struct TraceEventLayout
 
     static constexpr std::size_t cThreadNameText = 25;
     static constexpr std::size_t cBeginName = 33;
+
+    /// Finite and not negative. One comparison of bits: the numbers below that of infinity are just these.
+    static bool sIsValidTime(double time)
+    {
+        return std::bit_cast<std::uint64_t>(time) <
+               std::bit_cast<std::uint64_t>(std::numeric_limits<double>::infinity());
+    }
 };
 
 /// Appends the record of an event that has one of the stored types.
@@ -68,7 +76,7 @@ void gEncodeTraceEvent(const BasicTraceEvent<Text>& event, Utility::OutputMemory
     };
 
     put(event.mType);
-    put(event.mTime);
+    put(event.mTime + 0.0); // so that a negative zero becomes the one that readers take
     put(event.mProcessID);
     put(event.mThreadID);
     switch (event.mType)
@@ -231,8 +239,7 @@ public:
             return false;
         }
         std::size_t size = TraceEventLayout::cFixedSize[type];
-        // The negation catches what is no number as well.
-        if (size > remaining || !(Load<double>(TraceEventLayout::cTime) >= 0.0)) [[unlikely]]
+        if (size > remaining || !TraceEventLayout::sIsValidTime(Load<double>(TraceEventLayout::cTime))) [[unlikely]]
         {
             return false;
         }

@@ -155,6 +155,7 @@ TEST(TraceEventCodecTest, BadRecordEndsTheReading)
         {"ff", EDecodeStop::UnknownType},
         {"08 000000000000f0bf 04030201 feffffff", EDecodeStop::BadTime}, // -1.0
         {"08 000000000000f87f 04030201 feffffff", EDecodeStop::BadTime}, // no number
+        {"08 000000000000f07f 04030201 feffffff", EDecodeStop::BadTime}, // infinite
         {"06 000000000000f83f 04030201 feffffff ffffffffffffffff 61", EDecodeStop::PastEnd},
         {"07 000000000000f83f 04030201 feffffff 0000000000000000 f8ffffffffffffff 0000000000000000",
             EDecodeStop::PastEnd},

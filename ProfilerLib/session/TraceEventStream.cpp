@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <limits>
+#include <new>
 
 namespace Profiler
 {
@@ -208,7 +209,13 @@ std::span<std::byte> TraceEventStream::ChunkBuffer::Resize(std::uint64_t size)
     if (size > mCapacity)
     {
         mBytes.reset();
-        mBytes = std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(size));
+        mCapacity = 0;
+        mSize = 0;
+        mBytes.reset(new (std::nothrow) std::byte[static_cast<std::size_t>(size)]);
+        if (mBytes == nullptr)
+        {
+            return {};
+        }
         mCapacity = static_cast<std::size_t>(size);
     }
     mSize = static_cast<std::size_t>(size);
@@ -230,7 +237,13 @@ bool TraceEventStream::sReadChunk(
     std::uint64_t available = fileSize < chunk.FileOffset ? 0 : fileSize - chunk.FileOffset;
     if (available >= chunk.Size)
     {
-        const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, buffer.Resize(chunk.Size), error);
+        const std::span<std::byte> bytes = buffer.Resize(chunk.Size);
+        if (bytes.size() != chunk.Size)
+        {
+            failure.mReason = Utility::gFormat("there is no memory for a chunk of %" PRIu64 " bytes", chunk.Size);
+            return false;
+        }
+        const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, bytes, error);
         if (!count.has_value())
         {
             failure.mReason = error.GetReason();

@@ -23,6 +23,7 @@ class TypeRegistry;
 
 namespace Profiler
 {
+class EventStreamVerifier;
 class Session;
 
 /// All events of a capture in time order, on disk: `events.dat` holds the records in chunks, `events.index` says where
@@ -95,6 +96,7 @@ public:
     const std::string& GetIndexPath() const { return mIndexPath; }
 
 private:
+    friend class EventStreamVerifier;
     friend struct RTTI::Access;
     static consteval auto sDescribe()
     {

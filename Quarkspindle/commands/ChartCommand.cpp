@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "BarChartPlugin/BarChartModel.h"
+#include "ProfilerLib/session/EventStreamVerifier.h"
 #include "ProfilerLib/session/Session.h"
 #include "Quarkspindle/Capture.h"
 #include "Quarkspindle/ChartFinder.h"
@@ -21,6 +22,9 @@ constexpr int cHighestLevel = 9;
 
 bool SaveModel(Profiler::Session& session, Profiler::BarChartModel& model, Utility::Result& result)
 {
+    // A chart ends where its events cannot be read on. What is kept would be taken for the whole from then on.
+    if (!Profiler::EventStreamVerifier{session.GetEventStream()}.Verify(result))
+        return false;
     const auto context = result.PushContext(session.GetPath());
     const Profiler::ModelResult& saved = model.Save();
     if (!saved.mSuccess)

@@ -36,7 +36,7 @@ bool gIsLODConsistent(const BarChartLOD& lod, int32_t level, int32_t numEvents)
 }
 
 BarChart::BarChart(BarChartDescription description)
-    : mDescription{description},
+    : mDescription{std::move(description)},
       mLODs(static_cast<std::size_t>(cNumLODs))
 {
     for (int32_t level = 0; level < cNumLODs; ++level)

@@ -22,6 +22,16 @@ namespace
 /// The priority of a chart that a user waits for.
 constexpr uint8_t cChartPriority = 1;
 
+constexpr int cRecentBits = 12;
+constexpr std::size_t cNumRecent = std::size_t{1} << cRecentBits;
+
+/// The upper bits of the product depend on all bits of both.
+std::size_t gGetRecentSlot(const TraceEvent& event)
+{
+    const uint64_t key = event.mID + static_cast<uint32_t>(event.mThreadID) * uint64_t{0xD6E8FEB86659FD93};
+    return static_cast<std::size_t>((key * 0x9E3779B97F4A7C15) >> (64 - cRecentBits));
+}
+
 }
 
 BarChartModel::BarChartModel(Plugin* plugin, Session* session) : Model{plugin, session} {}
@@ -72,13 +82,26 @@ bool BarChartModel::CheckLoaded(Utility::Result& result)
 
 const ModelResult& BarChartModel::ProcessEvent(const TraceEvent& event)
 {
-    if (event.mType == ETraceEventType::InstrumentationBegin &&
-        !mKnownBarCharts.contains(BarChartDescriptionView{event.mName, event.mThreadID}))
-    {
-        const BarChartDescription& added = *mKnownBarCharts.insert({event.mName, event.mThreadID}).first;
-        mAllBarCharts.push_back(added);
-    }
+    if (event.mType == ETraceEventType::InstrumentationBegin)
+        NoteBarChart(event);
     return SetSuccess();
+}
+
+void BarChartModel::NoteBarChart(const TraceEvent& event)
+{
+    const BarChartDescriptionView description{event.mName, event.mThreadID};
+    if (mRecentBarCharts.empty())
+        mRecentBarCharts.resize(cNumRecent);
+    const BarChartDescription*& recent = mRecentBarCharts[gGetRecentSlot(event)];
+    if (recent != nullptr && description == *recent)
+        return;
+    auto known = mKnownBarCharts.find(description);
+    if (known == mKnownBarCharts.end())
+    {
+        known = mKnownBarCharts.insert({event.mName, event.mThreadID}).first;
+        mAllBarCharts.push_back(*known);
+    }
+    recent = &*known;
 }
 
 void BarChartModel::Reset()

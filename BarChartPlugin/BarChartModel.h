@@ -78,12 +78,17 @@ private:
     }
 
     void ComputeBarChart(int32_t threadID, const std::string& name, const Callback& callback, const bool& cancelled);
+    void NoteBarChart(const TraceEvent& event);
     bool CheckLoaded(Utility::Result& result);
 
     std::vector<BarChartDescription> mAllBarCharts;
 
     /// The members of `mAllBarCharts`; empty in a model that was read from a file, which gets no events.
     std::unordered_set<BarChartDescription, BarChartDescriptionHash, BarChartDescriptionEqual> mKnownBarCharts;
+
+    /// Guesses at the members of `mKnownBarCharts`, by the event's identifier and thread. A guess is checked, so that
+    /// an identifier that a recorder uses for several names costs time and nothing else. Almost every event hits.
+    std::vector<const BarChartDescription*> mRecentBarCharts;
 
     Utility::Mutex mMutex;
     std::vector<std::unique_ptr<BarChart>> mComputedBarCharts GUARDED_BY(mMutex);

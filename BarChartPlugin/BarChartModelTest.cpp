@@ -189,6 +189,27 @@ TEST_F(BarChartModelTest, PairsAreListedInTheOrderOfTheirFirstBegin)
     EXPECT_EQ(GetModel().GetAllBarCharts(), expected);
 }
 
+// Recorders are free in what they use as identifiers: the same for all, or another one each time.
+TEST_F(BarChartModelTest, PairsDoNotDependOnTheIdentifiersOfEvents)
+{
+    std::vector<BarChartDescription> expected;
+    TraceEvent event;
+    event.mType = ETraceEventType::InstrumentationBegin;
+    for (int round = 0; round < 3; ++round)
+    {
+        for (int32_t i = 0; i < 6000; ++i)
+        {
+            event.mID = round == 0 ? 0 : static_cast<uint64_t>(i * round);
+            event.mName = "Event " + std::to_string(i % 3000);
+            event.mThreadID = i / 3000;
+            ASSERT_TRUE(GetModel().ProcessEvent(event).mSuccess);
+            if (round == 0)
+                expected.push_back({event.mName, event.mThreadID});
+        }
+    }
+    EXPECT_EQ(GetModel().GetAllBarCharts(), expected);
+}
+
 TEST_F(BarChartModelTest, ResultIsRewrittenByEachOperation)
 {
     TraceEvent event;

@@ -20,10 +20,10 @@ TEST(ThreadName, IsShortenedInFrontOfItsNumber)
         {"Job Scheduler 12", "Job Schedule 12"},
         {"Job Scheduler 12345", "Job Sched 12345"},
         {"A name without any number", "A name without "},
-        {"worker12345678901", "w12345678901"},
+        {"worker12345678901", "work12345678901"},
         {"1234567890123456", "234567890123456"},
         {"a 1234567890123456", "234567890123456"},
-        {"Aufgabenl\xC3\xB6ser\xC3\xBC 7", "Aufgabenl\xC3\xB6s 7"},
+        {"Aufgabenl\xC3\xB6ser\xC3\xBC 7", "Aufgabenl\xC3\xB6se 7"},
         {"Aufgabenl\xC3\xB6\xC3\xB6\xC3\xB6 7", "Aufgabenl\xC3\xB6\xC3\xB6 7"},
         {"Aufgabenla\xC3\xB6\xC3\xB6\xC3\xB6 7", "Aufgabenla\xC3\xB6 7"},
     };

@@ -470,7 +470,7 @@ TEST_F(JobSchedulerTest, WhatTheWorkHoldsIsGoneWhenWaitReturnsAndMayCallTheSched
         }
     };
     std::atomic<bool> isGone = false;
-    auto holder = std::make_shared<Holder>(*mScheduler, isGone);
+    std::shared_ptr<Holder> holder(new Holder{*mScheduler, isGone});
     JobDescription description{.mWork = [holder](const bool&) {
     }};
     holder.reset();

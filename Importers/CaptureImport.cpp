@@ -12,6 +12,7 @@
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -131,17 +132,36 @@ private:
     ParentDirectories mParents;
 };
 
-/// A directory that is a capture, or empty, may be replaced; any other is more likely a mistake of the user's.
-bool MayReplace(const std::string& directory)
+/// Whether an entry of a capture's directory is one that captures have. Only such directories are ever deleted.
+bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
+{
+    const std::string name = entry.path().filename().string();
+    std::error_code failure;
+    if (entry.is_regular_file(failure))
+    {
+        return name == "events.dat" || name == "events.index" || name.ends_with(".session");
+    }
+    // The folder of a plug-in.
+    const std::filesystem::directory_iterator files{entry.path(), failure};
+    return !failure && std::all_of(begin(files), end(files), [](const std::filesystem::directory_entry& file) {
+        std::error_code ignored;
+        return file.is_regular_file(ignored) && file.path().extension() == ".dat";
+    });
+}
+
+/// A directory with nothing in it but what captures have may be replaced. Anything else in it would be lost.
+bool MayReplace(const std::string& directory, Utility::Result& result)
 {
     std::error_code failure;
-    if (!std::filesystem::is_directory(directory, failure))
+    const std::filesystem::directory_iterator entries{directory, failure};
+    if (failure)
     {
-        return false;
+        return result.Fail(Serialization::Unspecified, "it exists already and is no capture, so it is not replaced");
     }
-    std::vector<std::string> files;
-    return std::filesystem::is_empty(directory, failure) ||
-           (FileSystem::gListFiles(RemoveTrailingSeparators(directory), "session", files, false) && !files.empty());
+    const auto foreign = std::find_if_not(begin(entries), end(entries), IsPartOfCapture);
+    return foreign == end(entries) || result.Fail(Serialization::Unspecified,
+                                          "it holds \"%s\", which is no part of a capture, so it is not replaced",
+                                          foreign->path().filename().c_str());
 }
 
 bool CheckTarget(const std::string& directory, bool force, Utility::Result& result)
@@ -157,10 +177,9 @@ bool CheckTarget(const std::string& directory, bool force, Utility::Result& resu
     }
     if (!force)
     {
-        return result.Fail(Serialization::Unspecified, "it exists already");
+        return result.Fail(Serialization::Unspecified, "it exists already; --force replaces it");
     }
-    return MayReplace(directory) ||
-           result.Fail(Serialization::Unspecified, "it exists already and is no capture, so it is not replaced");
+    return MayReplace(directory, result);
 }
 
 bool Fail(const FileSystem::FileError& error, Utility::Result& result)

@@ -135,22 +135,26 @@ TEST_F(CaptureImportTest, OnlyForceReplacesAndOnlyACapture)
     ASSERT_TRUE(Import("capture"));
     mFolder.Write("capture/mine.txt", "old");
     EXPECT_FALSE(Import("capture"));
-    EXPECT_EQ(GetError(), "it exists already");
+    EXPECT_EQ(GetError(), "it exists already; --force replaces it");
     EXPECT_EQ(mResult.GetEntries().front().mContext, mFolder / "capture");
+
+    EXPECT_FALSE(Import("capture", true));
+    EXPECT_THAT(GetError(), HasSubstr("it holds \"mine.txt\""));
+    EXPECT_EQ(mFolder.Read("capture/mine.txt"), "old") << "what is no part of a capture is never deleted";
+    FileSystem::gDeleteFile(mFolder / "capture/mine.txt");
 
     mFolder.Write("trace.json", "nonsense");
     EXPECT_FALSE(Import("capture", true));
-    EXPECT_EQ(mFolder.Read("capture/mine.txt"), "old") << "a failure leaves the old one";
+    EXPECT_EQ(Load("capture")->GetSessionInfo().ProcessID, 40) << "a failure leaves the old one";
 
     mFolder.Write("trace.json", R"([{"ph":"X","name":"other","pid":41,"tid":1,"ts":0,"dur":1}])");
     ASSERT_TRUE(Import("capture", true)) << mResult.ToString();
     EXPECT_EQ(Load("capture")->GetSessionInfo().ProcessID, 41);
-    EXPECT_FALSE(FileSystem::gFileExists(mFolder / "capture/mine.txt"));
     EXPECT_THAT(ListEntries(), ElementsAre("capture", "trace.json"));
 
     mFolder.Write("home/letter.txt", "dear");
     EXPECT_FALSE(Import("home", true));
-    EXPECT_THAT(GetError(), HasSubstr("no capture"));
+    EXPECT_THAT(GetError(), HasSubstr("\"letter.txt\""));
     EXPECT_EQ(mFolder.Read("home/letter.txt"), "dear");
     EXPECT_FALSE(Import("trace.json", true));
     EXPECT_FALSE(Import("capture/..", true));

@@ -1,8 +1,10 @@
 #include "Quarkspindle/Capture.h"
 
 #include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/CapturePath.h"
 #include "Quarkspindle/Host.h"
+#include "Quarkspindle/Output.h"
 #include "Quarkspindle/ProgressLine.h"
 
 namespace Quarkspindle
@@ -22,9 +24,21 @@ std::unique_ptr<Profiler::Session> gOpenCapture(
         return nullptr;
     if (loaded == Profiler::Session::LoadedWithPendingModels)
     {
-        ProgressLine progress;
-        if (!session->ProcessPendingModels(result, &interrupted, &progress))
+        Utility::Result rebuilt;
+        bool isStored = false;
+        {
+            ProgressLine progress;
+            isStored = session->ProcessPendingModels(rebuilt, &interrupted, &progress);
+        }
+        if (interrupted.load(std::memory_order_relaxed))
+        {
+            result.FailText(0, "Interrupted");
             return nullptr;
+        }
+        // Of a capture that is not whole its reader says so at the end.
+        Utility::Result ignored;
+        if (!isStored && session->GetEventStream().CheckWhole(ignored))
+            gPrintError(rebuilt);
     }
     return session;
 }

@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -40,14 +41,25 @@ std::string DescribeWrongUsage(const CLI::App* program, const CLI::Error& error)
     std::string word;
     for (const CLI::App* chosen : program->get_subcommands())
         word = " " + chosen->get_name();
-    return std::string{"quarkspindle: "} + error.what() + "\nRun 'quarkspindle" + word + " --help' for its usage.\n";
+    // What the parser did not know says more than what it then missed.
+    const std::vector<std::string> unknown = program->remaining(true);
+    const std::string reason = unknown.empty() ? error.what() : "\"" + unknown.front() + "\" is not known here";
+    return "quarkspindle: " + gMakePrintable(reason) + "\nRun 'quarkspindle" + word + " --help' for its usage.\n";
 }
 
 int RunCommand(Command& command)
 {
     const std::atomic<bool>& interrupted = System::gCatchInterrupts();
     Utility::Result result;
-    const bool succeeded = command.Run({interrupted}, result);
+    bool succeeded = false;
+    try
+    {
+        succeeded = command.Run({interrupted}, result);
+    }
+    catch (const std::bad_alloc&)
+    {
+        result.FailText(0, "There is not enough memory");
+    }
     if (interrupted.load(std::memory_order_relaxed))
         System::gEndByInterrupt();
     if (!succeeded)

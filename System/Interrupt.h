@@ -5,8 +5,10 @@
 namespace System
 {
 
-/// From now on the user's interrupt (Ctrl-C) and a polite request to end set the returned flag instead of ending the
-/// process. A second one ends it at once, in case the first is not heard. Called once, before threads are started.
+/// From now on the user's interrupt (Ctrl-C), a closed terminal and a polite request to end set the returned flag
+/// instead of ending the process. Repeats do no more, so that the work has time to take itself back, but the fifth ends
+/// the process, in case the flag is not heard. A write beyond the limit of a file's size fails instead of ending the
+/// process. Called once, before threads are started.
 const std::atomic<bool>& gCatchInterrupts();
 
 /// Ends this process by the interrupt that was caught, as whoever started it expects: a shell then stops its script.

@@ -39,6 +39,11 @@ const char* GetVerb(EFileOperation operation)
 
 std::string FileError::GetReason() const
 {
+    if (mNumber == static_cast<int>(std::errc::invalid_seek))
+    {
+        // How the system names a pipe or a device to a reader of files.
+        return "Not a regular file";
+    }
     return mNumber == 0 ? std::string() : std::generic_category().message(mNumber);
 }
 

@@ -236,6 +236,41 @@ TEST_F(CommandLineTest, VerifyFindsEveryDamagedFile)
     EXPECT_NE(verified.Output.find("lacks 1 chunk"), std::string::npos) << verified.Output;
 }
 
+TEST_F(CommandLineTest, PartOfACaptureIsShownButNeverKept)
+{
+    const std::string capture = Import();
+    const std::string whole = mDirectory.Read("trace/events.dat");
+    const std::string rows[] = {whole.substr(0, whole.size() - 1), "\x7F" + whole.substr(1)};
+    for (const std::string& events : rows)
+    {
+        mDirectory.Write("trace/events.dat", events);
+        std::filesystem::remove_all(capture + "/BarChart");
+        for (const std::vector<std::string>& command : {std::vector<std::string>{"list", capture},
+                 std::vector<std::string>{"chart", capture, "--event", "work", "--save"}})
+        {
+            const ProgramResult result = gRunQuarkspindle(command);
+            EXPECT_EQ(result.ExitCode, 1) << result.Output;
+            EXPECT_NE(result.Errors.find("events.dat"), std::string::npos) << result.Errors;
+        }
+        mDirectory.Write("trace/events.dat", whole);
+        const ProgramResult list = gRunQuarkspindle({"list", capture, "--format", "csv"});
+        EXPECT_EQ(list.ExitCode, 0) << list.Errors;
+        EXPECT_EQ(SplitLines(list.Output).size(), 4u) << "the capture is as it was";
+        EXPECT_EQ(gRunQuarkspindle({"verify", capture}).ExitCode, 0);
+    }
+}
+
+TEST_F(CommandLineTest, CaptureThatCannotBeWrittenCanBeViewed)
+{
+    const std::string capture = Import();
+    std::filesystem::remove_all(capture + "/BarChart");
+    mDirectory.Write("trace/BarChart", "in the way");
+    const ProgramResult chart = gRunQuarkspindle({"chart", capture, "--event", "work", "--format", "csv"});
+    EXPECT_EQ(chart.ExitCode, 0) << chart.Errors;
+    EXPECT_EQ(SplitLines(chart.Output).size(), 4u);
+    EXPECT_NE(chart.Errors.find("BarChart"), std::string::npos);
+}
+
 TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
 {
     const std::vector<std::string> rows[] = {
@@ -253,6 +288,7 @@ TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
         EXPECT_EQ(result.ExitCode, 2) << result.Output;
         EXPECT_NE(result.Errors, "");
     }
+    EXPECT_NE(gRunQuarkspindle({"unknown"}).Errors.find("\"unknown\" is not known here"), std::string::npos);
 }
 
 TEST_F(CommandLineTest, HelpAndVersionAreEverywhere)

@@ -327,7 +327,7 @@ bool Session::ReplayEvents(Utility::Result& result, const std::atomic<bool>* can
         }
     }
     // A model of a part of the events would be stored, and taken for the whole from then on.
-    return events.GetFailure().empty() || result.FailText(Serialization::CorruptData, events.GetFailure());
+    return mEventStream->CheckWhole(result);
 }
 
 bool Session::Save(Utility::Result& result)

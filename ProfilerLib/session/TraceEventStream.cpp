@@ -303,6 +303,7 @@ bool TraceEventStream::Iterator::LoadChunk()
 void TraceEventStream::Iterator::Stop(std::uint64_t offset, const char* reason)
 {
     mIsAtEnd = true;
+    mStream->mNumReadFailures.fetch_add(1, std::memory_order_relaxed);
     mFailure = Utility::gFormat(
         "Reading of event stream %s stopped at offset %" PRIu64 ": %s", mStream->mDataPath.c_str(), offset, reason);
     Utility::gTrace("%s", mFailure.c_str());

@@ -92,6 +92,11 @@ public:
     std::vector<Chunk> GetChunks() const;
     /// Chunks that the index named and the data file did not hold when the stream was loaded.
     std::uint64_t GetNumLostChunks() const { return mNumLostChunks; }
+    /// False, with the reason in `result`, when what was read of this stream may not be all that was recorded: chunks
+    /// were lost, or a reading ended at a fault. Any thread.
+    [[nodiscard]] bool CheckWhole(Utility::Result& result) const;
+    /// Readings that ended at a fault instead of the stream's end, so far. Any thread.
+    std::uint64_t GetNumReadFailures() const { return mNumReadFailures.load(std::memory_order_relaxed); }
     const std::string& GetDataPath() const { return mDataPath; }
     const std::string& GetIndexPath() const { return mIndexPath; }
 
@@ -155,6 +160,9 @@ private:
 
     /// Changed by the writing thread alone. Relaxed is enough: nothing else is read on the strength of it.
     std::atomic<std::uint64_t> mNumPendingEvents{0};
+
+    /// A count and nothing more, so relaxed is enough.
+    mutable std::atomic<std::uint64_t> mNumReadFailures{0};
 
     // Changed by the writing thread alone, so that storing the index reads them without the lock.
     mutable Utility::Mutex mMutex;

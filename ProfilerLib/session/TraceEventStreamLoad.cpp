@@ -125,6 +125,20 @@ bool TraceEventStream::DropLostChunks(Utility::Result& result)
     return true;
 }
 
+bool TraceEventStream::CheckWhole(Utility::Result& result) const
+{
+    const auto context = result.PushContext(mDataPath);
+    if (mNumLostChunks != 0)
+    {
+        return result.Fail(Serialization::CorruptData,
+            "The file ends before the last %" PRIu64 " chunks that its index names; what they held is missing",
+            mNumLostChunks);
+    }
+    return GetNumReadFailures() == 0 ||
+           result.FailText(Serialization::CorruptData,
+               "An event cannot be read; all from there on is missing ('verify' says where)");
+}
+
 std::uint64_t TraceEventStream::CountEvents(const FileSystem::InputFile& file) const
 {
     std::uint64_t numEvents = 0;

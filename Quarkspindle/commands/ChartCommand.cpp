@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 
 #include "BarChartPlugin/BarChartModel.h"
-#include "ProfilerLib/session/EventStreamVerifier.h"
 #include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/Capture.h"
 #include "Quarkspindle/ChartFinder.h"
 #include "Quarkspindle/ChartPrinter.h"
@@ -22,13 +22,10 @@ constexpr int cHighestLevel = 9;
 
 bool SaveModel(Profiler::Session& session, Profiler::BarChartModel& model, Utility::Result& result)
 {
-    // A chart ends where its events cannot be read on. What is kept would be taken for the whole from then on.
-    if (!Profiler::EventStreamVerifier{session.GetEventStream()}.Verify(result))
-        return false;
     const auto context = result.PushContext(session.GetPath());
     const Profiler::ModelResult& saved = model.Save();
-    if (!saved.mSuccess)
-        result.FailText(0, saved.mErrors.ToString());
+    for (const Utility::Result::Entry& entry : saved.mErrors.GetEntries())
+        result.FailText(entry.mCode, entry.mMessage);
     return saved.mSuccess;
 }
 
@@ -67,7 +64,7 @@ bool ChartCommand::Run(const CommandContext& context, Utility::Result& result)
     if (!threadID)
         return false;
     const Profiler::BarChart* chart = gComputeChart(*session, *model, mEvent, *threadID, context.Interrupted, result);
-    if (chart == nullptr || (mSave && !SaveModel(*session, *model, result)))
+    if (chart == nullptr)
         return false;
 
     const Profiler::Thread* thread = session->FindThread(*threadID);
@@ -79,7 +76,9 @@ bool ChartCommand::Run(const CommandContext& context, Utility::Result& result)
         printer.PrintJson(output);
     else
         printer.PrintText(output, System::gGetTerminalWidth(System::EStandardStream::Output));
-    return output.Finish(result);
+    // A chart of a part of the events is shown, but not kept: it would be taken for the whole from then on.
+    return output.Finish(result) && session->GetEventStream().CheckWhole(result) &&
+           (!mSave || SaveModel(*session, *model, result));
 }
 
 }

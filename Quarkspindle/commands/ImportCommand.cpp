@@ -68,10 +68,16 @@ void ImportCommand::Declare(CLI::App& program)
 {
     CLI::App& word = AddWord(program, "import",
         "Read a trace in the Chrome Trace Event format (JSON, also gzip or zstd) and write a capture of it");
+    const CLI::Validator notEmpty{
+        [](const std::string& text) { return text.empty() ? std::string{"It is empty"} : std::string{}; }, "",
+        "not empty"};
     word.add_option("TRACE", mTrace, "The trace file")->required();
     word.add_option("-o,--output", mDirectory, "Directory of the capture; without it a new one beside the trace")
-        ->type_name("DIR");
-    word.add_option("--process", mProcess, "Import this process only, by its id in the trace")->type_name("PID");
+        ->type_name("DIR")
+        ->check(notEmpty);
+    word.add_option("--process", mProcess, "Import this process only, by its id in the trace")
+        ->type_name("PID")
+        ->check(notEmpty);
     word.add_flag("--force", mForce, "Replace a capture that is there already");
 }
 

@@ -133,7 +133,7 @@ bool InfoCommand::Run(const CommandContext&, Utility::Result& result)
         PrintJson(output, summary);
     else
         PrintText(output, summary);
-    return output.Finish(result);
+    return output.Finish(result) && session->GetEventStream().CheckWhole(result);
 }
 
 }

@@ -7,6 +7,7 @@
 
 #include "BarChartPlugin/BarChartModel.h"
 #include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/Capture.h"
 #include "Quarkspindle/ChartFinder.h"
 #include "Quarkspindle/Host.h"
@@ -89,7 +90,7 @@ bool ListCommand::Run(const CommandContext& context, Utility::Result& result)
     }
     Output output;
     (mFormat == "csv" ? PrintCsv : PrintText)(output, rows);
-    return output.Finish(result);
+    return output.Finish(result) && session->GetEventStream().CheckWhole(result);
 }
 
 }

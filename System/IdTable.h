@@ -92,7 +92,7 @@ private:
         }
     }
 
-    std::vector<T*> mBuckets; ///< a power of two of them, or none
     size_t mSize = 0;
+    std::vector<T*> mBuckets; ///< a power of two of them, or none
 };
 }

@@ -128,25 +128,28 @@ private:
     ThreadLocalSlot mCurrentJob;       ///< the Job that the thread is running
     ThreadLocalSlot mIsWorkerThread;   ///< not null on workers
 
-    Mutex mMutex;
-    ConditionVariable mWorkAvailable; ///< takers: there may be something to run
-    ConditionVariable mJobFinished;   ///< all other waiting threads: a job has left, or a group has come free
-    ObjectPool<Job> mJobPool GUARDED_BY(mMutex);
-    ObjectPool<ParkedGroup> mParkedPool GUARDED_BY(mMutex);
-    IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
-    IdTable<ParkedGroup, &ParkedGroup::mGroup> mParkedGroups GUARDED_BY(mMutex); ///< none of them empty
-    RunningGroups mRunningGroups GUARDED_BY(mMutex);
-    JobQueue mQueue GUARDED_BY(mMutex);
-    bool mIsClosing GUARDED_BY(mMutex) = false;                ///< the destructor waits for the last job
-    bool mStop GUARDED_BY(mMutex) = false;                     ///< set once there is no job any more
-    int mIdleTakers GUARDED_BY(mMutex) = 0;                    ///< asleep on `mWorkAvailable`
-    bool mIsTakerOnItsWay GUARDED_BY(mMutex) = false;          ///< one of them has been woken and has not looked yet
-    std::vector<JobWaitList*> mIdleWaiters GUARDED_BY(mMutex); ///< of `Wait`, asleep on `mJobFinished`
-    int mOpenWaits GUARDED_BY(mMutex) = 0;                     ///< threads in `Wait` or `CancelChain`
+    // What each job changes lies in three cache lines, the first of which comes with the lock: these lines are what the
+    // threads hand each other.
+    alignas(64) Mutex mMutex;
+    int mIdleTakers GUARDED_BY(mMutex) = 0;           ///< asleep on `mWorkAvailable`
+    bool mIsTakerOnItsWay GUARDED_BY(mMutex) = false; ///< one of them has been woken and has not looked yet
+    bool mStop GUARDED_BY(mMutex) = false;            ///< set once there is no job any more
+    bool mIsClosing GUARDED_BY(mMutex) = false;       ///< the destructor waits for the last job
     uint32_t mLastJobID GUARDED_BY(mMutex) = 0;
     uint32_t mNextGroup GUARDED_BY(mMutex) = 0;
     uint32_t mNextChain GUARDED_BY(mMutex) = 0;
+    alignas(64) JobQueue mQueue GUARDED_BY(mMutex);
+    RunningGroups mRunningGroups GUARDED_BY(mMutex);
     uint64_t mLastSequence GUARDED_BY(mMutex) = 0;
-    uint64_t mOrderVersion GUARDED_BY(mMutex) = 0; ///< counts the changes of queued jobs' places
+    alignas(64) IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
+    ObjectPool<Job> mJobPool GUARDED_BY(mMutex);
+
+    IdTable<ParkedGroup, &ParkedGroup::mGroup> mParkedGroups GUARDED_BY(mMutex); ///< none of them empty
+    ObjectPool<ParkedGroup> mParkedPool GUARDED_BY(mMutex);
+    std::vector<JobWaitList*> mIdleWaiters GUARDED_BY(mMutex); ///< of `Wait`, asleep on `mJobFinished`
+    int mOpenWaits GUARDED_BY(mMutex) = 0;                     ///< threads in `Wait` or `CancelChain`
+    uint64_t mOrderVersion GUARDED_BY(mMutex) = 0;             ///< counts the changes of queued jobs' places
+    ConditionVariable mWorkAvailable;                          ///< takers: there may be something to run
+    ConditionVariable mJobFinished; ///< all other waiting threads: a job has left, or a group has come free
 };
 }

@@ -53,8 +53,8 @@ private:
         }
     }
 
-    std::vector<std::unique_ptr<T[]>> mBlocks;
     T* mFree = nullptr;
     T* mReturned = nullptr; ///< taken over when `mFree` is used up
+    std::vector<std::unique_ptr<T[]>> mBlocks;
 };
 }

@@ -25,9 +25,8 @@ namespace System
 ///
 /// 1. `mJobs` holds every job from `Schedule` to its end. A queued job is in `mQueue`, or in `mParkedGroups` with the
 ///    others of its group; a running one is in neither, and its group is in `mRunningGroups`, once.
-/// 2. While a group has parked jobs and is not running, `mQueue` holds a job of it that comes before all of them: the
-/// end
-///    of a run, and a job that leaves `mQueue` without being run, moves the first parked one back. So the first job of
+/// 2. While a group has parked jobs and is not running, `mQueue` holds a job of it that comes before all of them: when
+///    a run ends, or a job leaves `mQueue` without being run, the first parked one moves back. So the first job of
 ///    `mQueue` whose group is not running is the first of all queued jobs that may start. A job that is passed over is
 ///    parked, and is not met again before its group is free: a long row of blocked jobs costs each of them once.
 /// 3. No queued job is marked as cancelled: the operation that marks it also removes it.

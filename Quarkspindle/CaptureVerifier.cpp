@@ -74,9 +74,8 @@ void CaptureVerifier::VerifyEvents(Profiler::Session& session)
     }
     const std::string chunks = gFormatCount(stream->GetChunks().size(), "chunk", "chunks");
     AddSound(indexPath, "index of " + chunks + ", " + FormatFileSize(indexPath));
-    const bool isComplete = result.Check(stream->GetNumLostChunks() == 0, Serialization::CorruptData,
-        "The file lacks %s that the index names", gFormatCount(stream->GetNumLostChunks(), "chunk", "chunks").c_str());
-    if (Profiler::EventStreamVerifier{*stream}.Verify(result) && isComplete)
+    const bool isWhole = stream->CheckWhole(result);
+    if (Profiler::EventStreamVerifier{*stream}.Verify(result) && isWhole)
         AddSound(dataPath, gFormatCount(stream->GetNumEvents(), "event", "events") + " in " + chunks + ", " +
                                FormatFileSize(dataPath));
     else

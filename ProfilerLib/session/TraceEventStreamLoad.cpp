@@ -131,8 +131,7 @@ bool TraceEventStream::CheckWhole(Utility::Result& result) const
     if (mNumLostChunks != 0)
     {
         return result.Fail(Serialization::CorruptData,
-            "The file ends before the last %" PRIu64 " chunks that its index names; what they held is missing",
-            mNumLostChunks);
+            "The file lacks %" PRIu64 " chunk(s) that its index names; what they held is missing", mNumLostChunks);
     }
     return GetNumReadFailures() == 0 ||
            result.FailText(Serialization::CorruptData,

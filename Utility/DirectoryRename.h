@@ -15,6 +15,7 @@ namespace FileSystem
 [[nodiscard]] bool gRenameWithoutReplacing(const std::string& from, const std::string& to, FileError& error);
 
 /// Two entries of one file system take each other's name, in one step where the file system can do that. Elsewhere
-/// there is a moment when nothing has the name `b`; a failure leaves both as they were.
+/// there is a moment when nothing has the name `b`. A failure leaves both as they were; should even that be impossible,
+/// a line in the log says where they are.
 [[nodiscard]] bool gExchange(const std::string& a, const std::string& b, FileError& error);
 }

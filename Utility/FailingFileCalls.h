@@ -1,16 +1,43 @@
 #pragma once
 
 #include "Utility/FileCalls.h"
+#include "Utility/Mutex.h"
 
 #include <algorithm>
 #include <atomic>
 #include <limits>
+#include <map>
+#include <string>
+#include <vector>
 
+/// Disks for tests. Both are thread-safe while their settings are left alone.
 namespace FileSystem::Internal
 {
-/// A disk that fails on demand, for tests. Each call but Remove is one operation, counted from 0. Thread-safe while its
-/// settings are left alone.
-class FailingFileCalls : public FileCalls
+/// A disk that is never waited for.
+class FastFileCalls : public FileCalls
+{
+public:
+    int Sync(int) override { return 0; }
+    int SyncDirectory(const char*) override { return 0; }
+    int Rename(const char* from, const char* to) override
+    {
+        // Some file systems flush a file that replaces another.
+        if (!mReplacesAtOnce)
+        {
+            FileCalls::Remove(to);
+        }
+        return FileCalls::Rename(from, to);
+    }
+
+    /// For tests with readers beside the writer: a file that is replaced is never missing.
+    bool mReplacesAtOnce = false;
+};
+
+/// A fast disk that fails on demand. Each call but the two that remove is one operation, counted from 0.
+///
+/// When a flush fails, what was written to the file since the last good one is lost, although the next flush would
+/// succeed: so do systems that are short of memory. Here its bytes are overwritten at once.
+class FailingFileCalls : public FastFileCalls
 {
 public:
     static constexpr int sNever = std::numeric_limits<int>::max();
@@ -30,11 +57,26 @@ public:
     void SetTearsWrites(bool tears) { mTearsWrites = tears; }
     /// Reads and writes move at most this many bytes at once.
     void SetLongestTransfer(std::size_t count) { mLongestTransfer = count; }
+    /// Nothing can be removed: the error for every attempt, or 0.
+    void SetRemoveError(int number) { mRemoveError = number; }
 
     /// The operations since the last FailAt.
     int GetCount() const { return mCount; }
+    bool HasFailed() const { return mCount > mFirst; }
+    /// Files that were opened with these calls and not closed.
+    int GetNumOpen() const { return mNumOpen; }
 
-    int Open(const char* path, EOpenMode mode) override { return Fails() ? -mNumber : FileCalls::Open(path, mode); }
+    int Open(const char* path, EOpenMode mode) override
+    {
+        const int file = Fails() ? -mNumber : FileCalls::Open(path, mode);
+        if (file >= 0)
+        {
+            ++mNumOpen;
+            const Utility::MutexLock lock{mMutex};
+            mPaths[file] = path;
+        }
+        return file;
+    }
     std::int64_t Read(int file, void* target, std::size_t count, std::uint64_t offset) override
     {
         return Fails() ? -mNumber : FileCalls::Read(file, target, std::min(count, mLongestTransfer), offset);
@@ -42,43 +84,101 @@ public:
     std::int64_t Write(int file, const void* source, std::size_t count, std::uint64_t offset) override
     {
         count = std::min(count, mLongestTransfer);
-        if (!Fails())
+        const bool fails = Fails();
+        const std::int64_t written = !fails         ? FileCalls::Write(file, source, count, offset)
+                                     : mTearsWrites ? FileCalls::Write(file, source, count / 2, offset)
+                                                    : 0;
+        if (written > 0)
         {
-            return FileCalls::Write(file, source, count, offset);
+            const Utility::MutexLock lock{mMutex};
+            Range& unsynced = mUnsynced[mPaths[file]];
+            unsynced.mBegin = std::min(unsynced.mBegin, offset);
+            unsynced.mEnd = std::max(unsynced.mEnd, offset + static_cast<std::uint64_t>(written));
         }
-        if (mTearsWrites)
-        {
-            FileCalls::Write(file, source, count / 2, offset);
-        }
-        return -mNumber;
+        return fails ? -mNumber : written;
     }
     std::int64_t GetSize(int file) override { return Fails() ? -mNumber : FileCalls::GetSize(file); }
     int Truncate(int file, std::uint64_t size) override { return Fails() ? -mNumber : FileCalls::Truncate(file, size); }
-    int Sync(int file) override { return Fails() ? -mNumber : FileCalls::Sync(file); }
+    int Sync(int file) override
+    {
+        const bool fails = Fails();
+        const Utility::MutexLock lock{mMutex};
+        const auto unsynced = mUnsynced.find(mPaths[file]);
+        if (unsynced != mUnsynced.end())
+        {
+            if (fails)
+            {
+                Overwrite(file, unsynced->second);
+            }
+            mUnsynced.erase(unsynced);
+        }
+        return fails ? -mNumber : FastFileCalls::Sync(file);
+    }
     int Close(int file) override
     {
         const int result = FileCalls::Close(file);
+        --mNumOpen;
         return Fails() ? -mNumber : result;
     }
     int CopyPermissions(int file, const char* from) override
     {
         return Fails() ? -mNumber : FileCalls::CopyPermissions(file, from);
     }
-    int Rename(const char* from, const char* to) override { return Fails() ? -mNumber : FileCalls::Rename(from, to); }
-    int SyncDirectory(const char* path) override { return Fails() ? -mNumber : FileCalls::SyncDirectory(path); }
+    int Rename(const char* from, const char* to) override
+    {
+        return Fails() ? -mNumber : FastFileCalls::Rename(from, to);
+    }
+    int RenameWithoutReplacing(const char* from, const char* to) override
+    {
+        return Fails() ? -mNumber : FileCalls::RenameWithoutReplacing(from, to);
+    }
+    int Exchange(const char* a, const char* b) override { return Fails() ? -mNumber : FileCalls::Exchange(a, b); }
+    int CreateDirectory(const char* path) override { return Fails() ? -mNumber : FileCalls::CreateDirectory(path); }
+    int SyncDirectory(const char* path) override { return Fails() ? -mNumber : FastFileCalls::SyncDirectory(path); }
+    int Remove(const char* path) override { return mRemoveError != 0 ? -mRemoveError : FileCalls::Remove(path); }
+    int RemoveDirectory(const char* path) override
+    {
+        return mRemoveError != 0 ? -mRemoveError : FileCalls::RemoveDirectory(path);
+    }
 
 private:
+    struct Range
+    {
+        std::uint64_t mBegin = std::numeric_limits<std::uint64_t>::max();
+        std::uint64_t mEnd = 0;
+    };
+
     bool Fails()
     {
         const int operation = mCount++;
         return operation == mFirst || (mPersists && operation > mFirst);
     }
 
+    void Overwrite(int file, const Range& range)
+    {
+        // No further than the file, which may have been cut.
+        const std::int64_t size = FileCalls::GetSize(file);
+        const std::uint64_t end = std::min(range.mEnd, static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0)));
+        if (range.mBegin < end)
+        {
+            const std::vector<char> lost(static_cast<std::size_t>(end - range.mBegin), '\xAA');
+            FileCalls::Write(file, lost.data(), lost.size(), range.mBegin);
+        }
+    }
+
     std::atomic<int> mCount = 0;
+    std::atomic<int> mNumOpen = 0;
     int mFirst = sNever;
     int mNumber = 0;
     bool mPersists = false;
     bool mTearsWrites = false;
+    int mRemoveError = 0;
     std::size_t mLongestTransfer = std::numeric_limits<std::size_t>::max();
+
+    Utility::Mutex mMutex;
+    /// By descriptor.
+    std::map<int, std::string> mPaths GUARDED_BY(mMutex);
+    /// By path: what a flush would bring to the disk.
+    std::map<std::string, Range> mUnsynced GUARDED_BY(mMutex);
 };
 }

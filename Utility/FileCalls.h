@@ -17,9 +17,9 @@ enum class EOpenMode : std::uint8_t
     CreateNew,
 };
 
-/// Every call of the system that FileWriter.h makes. The base class is the system itself; a test overrides what is to
-/// fail. Results below zero are the negative number of the system's error. Writes and reads may be short. Calls are
-/// never interrupted by signals: the implementation repeats them.
+/// Every call of the system that changes the disk, and those that read a file. The base class is the system itself; a
+/// test overrides what is to fail. Results below zero are the negative number of the system's error. Writes and reads
+/// may be short. Calls are never interrupted by signals: the implementation repeats them.
 class FileCalls
 {
 public:
@@ -40,7 +40,15 @@ public:
     /// Gives a file the permissions that another one has; success when that does not exist.
     virtual int CopyPermissions(int file, const char* from);
     virtual int Rename(const char* from, const char* to);
+    /// This and Exchange fail with std::errc::invalid_argument, function_not_supported or operation_not_supported where
+    /// the file system cannot do it in one step.
+    virtual int RenameWithoutReplacing(const char* from, const char* to);
+    virtual int Exchange(const char* a, const char* b);
     virtual int Remove(const char* path);
+    /// One level. Fails when there is something of that name.
+    virtual int CreateDirectory(const char* path);
+    /// With all that is in it.
+    virtual int RemoveDirectory(const char* path);
     virtual int SyncDirectory(const char* path);
 };
 

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -132,9 +134,31 @@ int FileCalls::Rename(const char* from, const char* to)
     return Repeat([=] { return std::rename(from, to); });
 }
 
+int FileCalls::RenameWithoutReplacing(const char* from, const char* to)
+{
+    return Repeat([=] { return renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE); });
+}
+
+int FileCalls::Exchange(const char* a, const char* b)
+{
+    return Repeat([=] { return renameat2(AT_FDCWD, a, AT_FDCWD, b, RENAME_EXCHANGE); });
+}
+
 int FileCalls::Remove(const char* path)
 {
     return Repeat([=] { return unlink(path); });
+}
+
+int FileCalls::CreateDirectory(const char* path)
+{
+    return Repeat([=] { return mkdir(path, 0777); });
+}
+
+int FileCalls::RemoveDirectory(const char* path)
+{
+    std::error_code failure;
+    std::filesystem::remove_all(path, failure);
+    return -failure.value();
 }
 
 int FileCalls::SyncDirectory(const char* path)

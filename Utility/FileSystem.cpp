@@ -1,15 +1,18 @@
 #include "Utility/FileSystem.h"
 
 #include "SpindlemarkAPI/InstrumentationScope.h"
+#include "Utility/FileCalls.h"
 #include "Utility/FileWriter.h"
 #include "Utility/Path.h"
 #include "Utility/Text.h"
 
 #include <array>
+#include <filesystem>
 #include <new>
 #include <optional>
 #include <span>
 #include <stdexcept>
+#include <system_error>
 
 namespace FileSystem
 {
@@ -129,7 +132,71 @@ bool gReadTextFile(const std::string& path, std::string& text)
     }
 }
 
+bool gCopyFile(const std::string& source, const std::string& target)
+{
+    constexpr std::size_t blockSize = std::size_t{1} << 20;
+    InputFile input;
+    AtomicFileWriter output;
+    FileError error;
+    if (!input.Open(source, error) || !output.Open(target, error))
+    {
+        return false;
+    }
+    std::vector<std::byte> block(blockSize);
+    std::uint64_t offset = 0;
+    std::optional<std::size_t> count;
+    do
+    {
+        count = input.ReadAt(offset, block, error);
+        if (!count || !output.Write(std::span{block}.first(*count), error))
+        {
+            return false;
+        }
+        offset += *count;
+    } while (*count == block.size());
+    return output.Commit(error);
+}
+
+bool gDeleteFile(const std::string& path)
+{
+    return Internal::gGetFileCalls().Remove(gGetNativePath(path).c_str()) >= 0;
+}
+
+bool gDeleteDirectoryTree(const std::string& path)
+{
+    const std::string native = gGetNativePath(path);
+    std::error_code failure;
+    return std::filesystem::is_directory(std::filesystem::symlink_status(native, failure)) &&
+           Internal::gGetFileCalls().RemoveDirectory(native.c_str()) >= 0;
+}
+
+bool gCreateDirectory(const std::string& path)
+{
+    FileError ignored;
+    return gCreateDirectory(path, ignored);
+}
+
+bool gCreateDirectory(const std::string& path, FileError& error)
+{
+    const std::string native = gGetNativePath(path);
+    const int result = Internal::gGetFileCalls().CreateDirectory(native.c_str());
+    std::error_code failure;
+    if (result >= 0 ||
+        (-result == static_cast<int>(std::errc::file_exists) && std::filesystem::is_directory(native, failure)))
+    {
+        return true;
+    }
+    error = {EFileOperation::CreateDirectory, -result, path};
+    return false;
+}
+
 bool gCreateDirectoryTree(const std::string& path)
+{
+    FileError ignored;
+    return gCreateDirectoryTree(path, ignored);
+}
+
+bool gCreateDirectoryTree(const std::string& path, FileError& error)
 {
     if (gFileExists(path))
     {
@@ -142,10 +209,14 @@ bool gCreateDirectoryTree(const std::string& path)
     for (const std::string& piece : pieces)
     {
         prefix = gCombinePath(prefix, piece);
-        if (!gFileExists(prefix) && !gCreateDirectory(prefix))
+        if (!gFileExists(prefix) && !gCreateDirectory(prefix, error))
         {
             return false;
         }
+    }
+    if (pieces.empty())
+    {
+        error = {EFileOperation::CreateDirectory, static_cast<int>(std::errc::no_such_file_or_directory), path};
     }
     return !pieces.empty();
 }

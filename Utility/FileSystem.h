@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Utility/FileError.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,8 +16,10 @@ namespace FileSystem
 
 /// One level. True also when the directory exists already.
 [[nodiscard]] bool gCreateDirectory(const std::string& path);
+[[nodiscard]] bool gCreateDirectory(const std::string& path, FileError& error);
 /// The directory and all above it. True at once when the path exists.
 [[nodiscard]] bool gCreateDirectoryTree(const std::string& path);
+[[nodiscard]] bool gCreateDirectoryTree(const std::string& path, FileError& error);
 
 /// Removes a file or a link, never a directory.
 bool gDeleteFile(const std::string& path);
@@ -23,7 +27,7 @@ bool gDeleteFile(const std::string& path);
 /// link to one is none), when it cannot be listed or when something of it remains.
 bool gDeleteDirectoryTree(const std::string& path);
 
-/// Overwrites an existing target.
+/// The content of a regular file. The target has its old content or all of the new, never a part.
 [[nodiscard]] bool gCopyFile(const std::string& source, const std::string& target);
 
 /// Of a regular file; false for everything else.

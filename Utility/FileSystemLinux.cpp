@@ -163,38 +163,6 @@ bool gFileExists(const std::string& path)
     return std::filesystem::exists(gGetNativePath(path), failure);
 }
 
-bool gCreateDirectory(const std::string& path)
-{
-    std::error_code failure;
-    std::filesystem::create_directory(gGetNativePath(path), failure);
-    return !failure;
-}
-
-bool gDeleteFile(const std::string& path)
-{
-    return unlink(gGetNativePath(path).c_str()) == 0;
-}
-
-bool gDeleteDirectoryTree(const std::string& path)
-{
-    const std::string native = gGetNativePath(path);
-    std::error_code failure;
-    if (!std::filesystem::is_directory(std::filesystem::symlink_status(native, failure)))
-    {
-        return false;
-    }
-    std::filesystem::remove_all(native, failure);
-    return !failure;
-}
-
-bool gCopyFile(const std::string& source, const std::string& target)
-{
-    std::error_code failure;
-    std::filesystem::copy_file(
-        gGetNativePath(source), gGetNativePath(target), std::filesystem::copy_options::overwrite_existing, failure);
-    return !failure;
-}
-
 bool gGetFileSize(const std::string& path, std::uint64_t& size)
 {
     struct stat status;

@@ -108,6 +108,29 @@ TEST(FileSystemTest, FilesAreCopiedMeasuredAndDeleted)
     EXPECT_FALSE(gCopyFile(folder / "missing", target));
     EXPECT_EQ(folder.Read("target"), "new");
 
+    EXPECT_FALSE(gCopyFile(folder.GetPath(), target)) << "a directory";
+    std::string large(3000000, 'x');
+    large.back() = 'y';
+    Internal::FailingFileCalls calls;
+    calls.SetTearsWrites(true);
+    bool hasFailed = true;
+    for (int operation = 0; hasFailed; ++operation)
+    {
+        const Internal::ScopedFileCalls scope(calls);
+        folder.Replace("source", large);
+        folder.Replace("target", "new");
+        calls.FailAt(operation, static_cast<int>(std::errc::no_space_on_device), false);
+        const bool isCopied = gCopyFile(source, target);
+        hasFailed = calls.HasFailed();
+        calls.Heal();
+        EXPECT_TRUE(isCopied || hasFailed);
+        const std::string content = folder.Read("target");
+        EXPECT_TRUE(content == large || (!isCopied && content == "new")) << operation;
+        EXPECT_THAT(folder.List(), ElementsAre("source", "target"));
+    }
+    EXPECT_TRUE(folder.Read("target") == large);
+    folder.Replace("target", "new");
+
     std::uint64_t size = 7;
     EXPECT_TRUE(gGetFileSize(target, size));
     EXPECT_EQ(size, 3u);

@@ -46,28 +46,6 @@ int WriteAll(const FileHandle& file, std::uint64_t offset, std::span<const std::
     return 0;
 }
 
-std::optional<std::size_t> ReadAll(const FileHandle& file, const std::string& path, std::uint64_t offset,
-    std::span<std::byte> target, FileError& error)
-{
-    std::size_t filled = 0;
-    while (filled < target.size())
-    {
-        const std::int64_t count =
-            gGetFileCalls().Read(file.Get(), target.data() + filled, target.size() - filled, offset + filled);
-        if (count < 0)
-        {
-            Report(error, EFileOperation::Read, static_cast<int>(-count), path);
-            return std::nullopt;
-        }
-        if (count == 0)
-        {
-            break;
-        }
-        filled += static_cast<std::size_t>(count);
-    }
-    return filled;
-}
-
 bool QuerySize(const FileHandle& file, const std::string& path, std::uint64_t& size, FileError& error)
 {
     const std::int64_t result = gGetFileCalls().GetSize(file.Get());
@@ -265,11 +243,6 @@ bool AppendFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes,
     return number == 0 || Report(error, EFileOperation::Write, number, mPath);
 }
 
-std::optional<std::size_t> AppendFile::ReadAt(std::uint64_t offset, std::span<std::byte> target, FileError& error) const
-{
-    return ReadAll(mFile, mPath, offset, target, error);
-}
-
 bool AppendFile::Sync(FileError& error)
 {
     if (mSyncError != 0)
@@ -318,7 +291,23 @@ bool InputFile::GetSize(std::uint64_t& size, FileError& error) const
 
 std::optional<std::size_t> InputFile::ReadAt(std::uint64_t offset, std::span<std::byte> target, FileError& error) const
 {
-    return ReadAll(mFile, mPath, offset, target, error);
+    std::size_t filled = 0;
+    while (filled < target.size())
+    {
+        const std::int64_t count =
+            gGetFileCalls().Read(mFile.Get(), target.data() + filled, target.size() - filled, offset + filled);
+        if (count < 0)
+        {
+            Report(error, EFileOperation::Read, static_cast<int>(-count), mPath);
+            return std::nullopt;
+        }
+        if (count == 0)
+        {
+            break;
+        }
+        filled += static_cast<std::size_t>(count);
+    }
+    return filled;
 }
 
 void InputFile::Close()

@@ -82,9 +82,6 @@ public:
     [[nodiscard]] bool Truncate(std::uint64_t size, FileError& error);
     /// All of the bytes. After a failure any part of them may be in the file: Truncate takes them out.
     [[nodiscard]] bool WriteAt(std::uint64_t offset, std::span<const std::byte> bytes, FileError& error);
-    /// The number of bytes read is smaller than asked for only at the end of the file.
-    [[nodiscard]] std::optional<std::size_t> ReadAt(
-        std::uint64_t offset, std::span<std::byte> target, FileError& error) const;
     /// Waits until all that was written is on the disk.
     [[nodiscard]] bool Sync(FileError& error);
     /// The file is closed in any case; some systems report a failed write only here. The end of the object closes

@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -205,16 +204,15 @@ TEST_F(FileWriterTest, EveryFailureOfAnAppendFileIsReported)
         mCalls.FailAt(operation, gNoSpace, false);
         AppendFile file;
         std::uint64_t size = 0;
-        std::array<std::byte, 3> target{};
         const std::string path = mFolder / ("file" + std::to_string(operation));
         const bool isDone = file.Open(path, mError) && file.WriteAt(0, AsBytes("abc"), mError) &&
-                            file.GetSize(size, mError) && file.ReadAt(0, target, mError) && file.Sync(mError) &&
-                            file.Truncate(1, mError) && file.Close(mError);
+                            file.GetSize(size, mError) && file.Sync(mError) && file.Truncate(1, mError) &&
+                            file.Close(mError);
         if (isDone)
         {
             // The last operation is the end of the loop: there was nothing left to fail.
             EXPECT_EQ(operation, mCalls.GetCount());
-            EXPECT_EQ(operation, 9);
+            EXPECT_EQ(operation, 8);
             break;
         }
         EXPECT_EQ(mError.mNumber, gNoSpace) << operation;

@@ -15,16 +15,11 @@
 #define CAPABILITY(name) THREAD_SAFETY_MARK(capability(name))
 #define SCOPED_CAPABILITY THREAD_SAFETY_MARK(scoped_lockable)
 #define GUARDED_BY(mutex) THREAD_SAFETY_MARK(guarded_by(mutex))
-#define PT_GUARDED_BY(mutex) THREAD_SAFETY_MARK(pt_guarded_by(mutex))
-#define ACQUIRED_BEFORE(...) THREAD_SAFETY_MARK(acquired_before(__VA_ARGS__))
-#define ACQUIRED_AFTER(...) THREAD_SAFETY_MARK(acquired_after(__VA_ARGS__))
 #define REQUIRES(...) THREAD_SAFETY_MARK(requires_capability(__VA_ARGS__))
 #define ACQUIRE(...) THREAD_SAFETY_MARK(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) THREAD_SAFETY_MARK(release_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) THREAD_SAFETY_MARK(try_acquire_capability(__VA_ARGS__))
 #define EXCLUDES(...) THREAD_SAFETY_MARK(locks_excluded(__VA_ARGS__))
-#define ASSERT_CAPABILITY(mutex) THREAD_SAFETY_MARK(assert_capability(mutex))
-#define RETURN_CAPABILITY(mutex) THREAD_SAFETY_MARK(lock_returned(mutex))
 #define NO_THREAD_SAFETY_ANALYSIS THREAD_SAFETY_MARK(no_thread_safety_analysis)
 
 namespace Utility

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -44,6 +45,13 @@ public:
         return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     }
 
+    /// Unlike the writing over a file this does not wait for the disk.
+    void Replace(std::string_view name, std::string_view content) const
+    {
+        FileSystem::gDeleteFile(*this / name);
+        Write(name, content);
+    }
+
     /// The files in it, relative to it, sorted.
     std::vector<std::string> List() const
     {
@@ -55,6 +63,18 @@ public:
         }
         std::sort(files.begin(), files.end());
         return files;
+    }
+
+    /// The same with the folders in it.
+    std::vector<std::string> ListEntries() const
+    {
+        std::vector<std::string> entries;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(mPath))
+        {
+            entries.push_back(entry.path().string().substr(mPath.size() + 1));
+        }
+        std::sort(entries.begin(), entries.end());
+        return entries;
     }
 
 private:

@@ -4,6 +4,8 @@ find_package(RapidJSON REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(zstd REQUIRED)
 find_package(CLI11 REQUIRED)
+find_package(Fontconfig REQUIRED)
+find_package(Freetype REQUIRED)
 
 find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
 find_library(XXHASH_LIBRARY xxhash REQUIRED)

@@ -23,7 +23,6 @@ class TypeRegistry;
 
 namespace Profiler
 {
-class EventStreamVerifier;
 class Session;
 
 /// All events of a capture in time order, on disk: `events.dat` holds the records in chunks, `events.index` says where
@@ -101,7 +100,6 @@ public:
     const std::string& GetIndexPath() const { return mIndexPath; }
 
 private:
-    friend class EventStreamVerifier;
     friend struct RTTI::Access;
     static consteval auto sDescribe()
     {

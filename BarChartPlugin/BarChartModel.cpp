@@ -113,6 +113,12 @@ const ModelResult& BarChartModel::Save()
 {
     ModelResult& result = GetResult();
     result.SetFailure();
+    FileSystem::FileError error;
+    if (!FileSystem::gCreateDirectoryTree(GetSession()->GetFile(cBarChartFolder), error))
+    {
+        result.mErrors.FailText(Serialization::Unspecified, error.ToString());
+        return result;
+    }
     const std::string path = GetSession()->GetPluginFile(cBarChartFolder, cBarChartModelFile);
     const Utility::MutexLock lock{mMutex};
     if (Serialization::gWriteBinaryFile(path, {this}, result.mErrors))

@@ -12,6 +12,7 @@
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
 #include "Serialization/Schema.h"
+#include "Utility/FailureSweep.h"
 #include "Utility/Hash.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/TemporaryFolder.h"
@@ -252,6 +253,41 @@ TEST_F(BarChartModelTest, ComputedChartsSurviveSaveAndLoad)
     ASSERT_NE(GetModel().FindBarChart(3, "Frame"), nullptr);
     EXPECT_EQ(GetModel().FindBarChart(1, "Frame"), nullptr);
     EXPECT_EQ(GetModel().FindBarChart(2, "frame"), nullptr);
+}
+
+TEST_F(BarChartModelTest, WhateverFailsTheNextSaveHasAll)
+{
+    const auto prepare = [&] {
+        mSession.reset();
+        for (const char* const name : {"x.session", "events.dat", "events.index"})
+            FileSystem::gDeleteFile(mFolder / name);
+        mTime = 0.0;
+        mSession = std::make_unique<Session>(mFolder / "x.session", nullptr, &mScheduler, &mPlugins);
+        mSession->CreateModels();
+        AddSomeEvents(3);
+    };
+    const auto write = [&](Utility::Result& result) {
+        return mSession->EndModels(result);
+    };
+    const auto check = [&](bool isWritten) {
+        if (!isWritten)
+        {
+            EXPECT_EQ(mSession->GetEventStream().GetNumEvents(), 18U);
+            Utility::Result result;
+            EXPECT_TRUE(mSession->Save(result)) << result.ToString();
+        }
+        const std::vector<BarChartDescription> all = GetModel().GetAllBarCharts();
+        Reopen();
+        EXPECT_TRUE(mIsModelLoaded) << mPlugin.mResult.ToString();
+        EXPECT_EQ(GetModel().GetAllBarCharts(), all);
+        const BarChart* const frame = Compute(2, "Frame");
+        ASSERT_NE(frame, nullptr);
+        EXPECT_EQ(frame->GetNumEvents(), 3);
+        EXPECT_EQ(mSession->GetEventStream().GetNumEvents(), 18U);
+    };
+    const std::vector<std::string> entries = {
+        "BarChart", "BarChart/Model.dat", "events.dat", "events.index", "x.session"};
+    EXPECT_GE(FileSystem::Internal::gTryOnFailingDisks({mFolder, entries, prepare, write, check}), 25);
 }
 
 TEST_F(BarChartModelTest, ModelOfAReplayEqualsTheRecordedOne)

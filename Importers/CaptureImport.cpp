@@ -75,10 +75,10 @@ public:
     explicit TemporaryCapture(std::string target) : mTarget(std::move(target)) {}
     ~TemporaryCapture()
     {
-        if (!mPath.empty() && !FileSystem::gDeleteDirectoryTree(mPath))
+        // What a link was exchanged for is a link.
+        if (!mPath.empty() && !FileSystem::gDeleteDirectoryTree(mPath) && !FileSystem::gDeleteFile(mPath))
         {
-            // What a link was exchanged for is a link.
-            FileSystem::gDeleteFile(mPath);
+            Utility::gTrace("What is left of a capture at %s could not be deleted", mPath.c_str());
         }
     }
     TemporaryCapture(const TemporaryCapture&) = delete;

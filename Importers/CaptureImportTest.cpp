@@ -2,6 +2,7 @@
 
 #include "ProfilerLib/session/SessionFixture.h"
 #include "ProfilerLib/session/TraceEventStream.h"
+#include "Utility/FailureSweep.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Hash.h"
 
@@ -162,6 +163,66 @@ TEST_F(CaptureImportTest, OnlyForceReplacesAndOnlyACapture)
     ASSERT_TRUE(FileSystem::gCreateDirectory(mFolder / "empty"));
     EXPECT_TRUE(Import("empty", true));
     EXPECT_TRUE(Import("new", true));
+}
+
+TEST_F(CaptureImportTest, WhateverFailsTheCaptureIsTheOldOneOrWholly)
+{
+    std::vector<std::string> files;
+    for (const char* const name : {"capture.session", "events.dat", "events.index"})
+    {
+        files.push_back(std::string("new/capture/") + name);
+    }
+    for (const bool replaces : {false, true})
+    {
+        SCOPED_TRACE(replaces ? "in place of an older capture" : "into a new folder");
+        const auto prepare = [&] {
+            FileSystem::gDeleteDirectoryTree(mFolder / "new");
+            if (replaces)
+            {
+                mFolder.Replace("trace.json", R"([{"ph":"X","name":"other","pid":41,"tid":1,"ts":0,"dur":1}])");
+                ASSERT_TRUE(Import("new/capture")) << mResult.ToString();
+            }
+            mFolder.Replace("trace.json", sTrace);
+        };
+        const auto write = [&](Utility::Result& result) {
+            const bool isWritten = Import("new/capture", replaces);
+            result = mResult;
+            return isWritten;
+        };
+        const auto check = [&](bool isWritten) {
+            EXPECT_EQ(FileSystem::gFileExists(mFolder / "new"), isWritten || replaces);
+            if (!isWritten && replaces)
+            {
+                EXPECT_EQ(Load("new/capture")->GetSessionInfo().ProcessID, 41);
+            }
+            ASSERT_TRUE(isWritten || Import("new/capture", replaces)) << mResult.ToString();
+            const std::unique_ptr<Profiler::Session> session = Load("new/capture");
+            ASSERT_NE(session, nullptr);
+            EXPECT_EQ(session->GetSessionInfo().ProcessID, 40);
+            EXPECT_EQ(session->GetEventStream().GetNumEvents(), 11u);
+            int numEvents = 0;
+            for (auto events = session->GetEventStream().GetIterator(0.0); !events.IsAtEnd(); events.Next())
+            {
+                ++numEvents;
+            }
+            EXPECT_EQ(numEvents, 11);
+        };
+        std::vector<std::string> entries = files;
+        entries.insert(entries.end(), {"trace.json", "new", "new/capture"});
+        EXPECT_GE(FileSystem::Internal::gTryOnFailingDisks({mFolder, entries, prepare, write, check}), 25);
+    }
+}
+
+TEST_F(CaptureImportTest, OldCaptureThatCannotBeDeletedIsNamed)
+{
+    ASSERT_TRUE(Import("capture"));
+    FileSystem::Internal::FailingFileCalls calls;
+    const FileSystem::Internal::ScopedFileCalls scope(calls);
+    calls.SetRemoveError(static_cast<int>(std::errc::io_error));
+    EXPECT_TRUE(Import("capture", true)) << mResult.ToString();
+    calls.SetRemoveError(0);
+    ASSERT_EQ(ListEntries().size(), 3u);
+    EXPECT_THAT(mLog.Take(), HasSubstr(mFolder / ListEntries()[1]));
 }
 
 TEST(CapturePathTest, CaptureLiesBesideTheTrace)

@@ -8,6 +8,7 @@
 #include "Serialization/RootObjects.h"
 #include "Serialization/Testing/ContainerWalker.h"
 #include "Serialization/Testing/Fixture.h"
+#include "Utility/FailureSweep.h"
 #include "Utility/InputMemoryStream.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/TemporaryFolder.h"
@@ -256,6 +257,15 @@ TEST_F(BinaryFormat, Files)
     EXPECT_TRUE(result.GetEntries().at(0).mMessage.starts_with("Unable to open file " + target + " for writing"))
         << result.ToString();
     EXPECT_EQ(result.GetEntries().at(0).mCode, EError::Unspecified);
+}
+
+TEST_F(BinaryFormat, FileIsTheOldOneOrTheNewOneWhateverFails)
+{
+    Sample::Ticket ticket{12};
+    const auto write = [&](Utility::Result& result) {
+        return gWriteBinaryFile(mFolder / "a.dat", {&ticket}, result);
+    };
+    EXPECT_GE(FileSystem::Internal::gTryReplacingOnFailingDisks(mFolder, "a.dat", write), 7);
 }
 
 }

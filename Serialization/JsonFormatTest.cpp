@@ -8,6 +8,7 @@
 
 #include "Serialization/RootObjects.h"
 #include "Serialization/Testing/Fixture.h"
+#include "Utility/FailureSweep.h"
 #include "Utility/TemporaryFolder.h"
 
 using namespace Serialization;
@@ -301,6 +302,15 @@ TEST_F(JsonFormat, Files)
     EXPECT_TRUE(
         result.GetEntries()[0].mMessage.starts_with("Unable to write file " + (mFolder / "no/such/folder.json")))
         << result.ToString();
+}
+
+TEST_F(JsonFormat, FileIsTheOldOneOrTheNewOneWhateverFails)
+{
+    Sample::Ticket ticket{12};
+    const auto write = [&](Utility::Result& result) {
+        return gWriteJsonFile(mFolder / "a.json", {&ticket}, result);
+    };
+    EXPECT_GE(FileSystem::Internal::gTryReplacingOnFailingDisks(mFolder, "a.json", write), 7);
 }
 
 TEST(RootObjects, TakesTheFirstThatFits)

@@ -49,8 +49,8 @@ struct TriedWriter
 };
 
 /// Tries the writer on a disk that fails in operation k, for every k that it gets to and in every way, and checks what
-/// holds for all writers: a failure is reported with file and reason, no file stays open, and nothing lies in the folder
-/// that does not belong there. Returns the number of operations that the writer takes when none fails.
+/// holds for all writers: a failure is reported with file and reason, no file stays open, and nothing lies in the
+/// folder that does not belong there. Returns the number of operations that the writer takes when none fails.
 inline int gTryOnFailingDisks(const TriedWriter& writer)
 {
     int numOperations = 0;
@@ -79,8 +79,8 @@ inline int gTryOnFailingDisks(const TriedWriter& writer)
             if (!isWritten)
             {
                 EXPECT_THAT(result.ToString(), ::testing::HasSubstr(writer.mFolder.GetPath()));
-                EXPECT_THAT(
-                    result.ToString(), ::testing::HasSubstr(std::generic_category().message(static_cast<int>(failure.mReason))));
+                EXPECT_THAT(result.ToString(),
+                    ::testing::HasSubstr(std::generic_category().message(static_cast<int>(failure.mReason))));
             }
             EXPECT_EQ(calls.GetNumOpen(), numOpen);
             EXPECT_THAT(writer.mFolder.ListEntries(), ::testing::IsSubsetOf(writer.mEntries));

@@ -12,6 +12,7 @@
 #include "Utility/FileSystem.h"
 #include "Utility/Format.h"
 #include "Utility/Path.h"
+#include "Utility/Trace.h"
 
 #include <algorithm>
 #include <cmath>
@@ -426,8 +427,12 @@ std::string Session::GetFile(const std::string& fileName) const
 std::string Session::GetPluginFile(const std::string& folder, const std::string& fileName) const
 {
     const std::string path = GetFile(folder);
-    // A folder that cannot be made shows in the operation on the file.
-    static_cast<void>(FileSystem::gCreateDirectoryTree(path));
+    // It shows in the operation on the file too, but there the reason is only that the folder is missing.
+    FileSystem::FileError error;
+    if (!FileSystem::gCreateDirectoryTree(path, error))
+    {
+        Utility::gTrace("%s", error.ToString().c_str());
+    }
     return FileSystem::gCombinePath(path, fileName);
 }
 

@@ -2,7 +2,7 @@
 
 #include "ProfilerLib/session/SessionFixture.h"
 #include "Serialization/Error.h"
-#include "Utility/FailingFileCalls.h"
+#include "Utility/FailureSweep.h"
 #include "Utility/Hash.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,6 @@
 #include <limits>
 #include <numeric>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
 namespace Profiler
@@ -23,15 +22,14 @@ namespace Profiler
 namespace
 {
 using FileSystem::Internal::FailingFileCalls;
+using FileSystem::Internal::FastFileCalls;
+using FileSystem::Internal::gTryOnFailingDisks;
 using FileSystem::Internal::ScopedFileCalls;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::IsSubsetOf;
 
 using Numbers = std::vector<int>;
-
-constexpr int cNoSpace = static_cast<int>(std::errc::no_space_on_device);
 
 Numbers MakeRange(int first, int end)
 {
@@ -55,25 +53,6 @@ int GetNumber(const BasicTraceEvent<Text>& event)
     EXPECT_EQ(event.mContext, expected.mContext);
     return number;
 }
-
-/// A disk that is never waited for.
-class FastFileCalls final : public FileSystem::Internal::FileCalls
-{
-public:
-    int Sync(int) override { return 0; }
-    int Rename(const char* from, const char* to) override
-    {
-        // Some file systems flush a file that replaces another.
-        if (!mReplacesAtOnce)
-        {
-            FileCalls::Remove(to);
-        }
-        return FileCalls::Rename(from, to);
-    }
-
-    bool mReplacesAtOnce = false;
-    int SyncDirectory(const char*) override { return 0; }
-};
 
 class TraceEventStreamTest : public SessionFixture
 {
@@ -131,12 +110,7 @@ protected:
         return numbers;
     }
 
-    /// Unlike the writing over a file this does not wait for the disk.
-    void Replace(const char* name, const std::string& content) const
-    {
-        FileSystem::gDeleteFile(mFolder / name);
-        mFolder.Write(name, content);
-    }
+    void Replace(const char* name, const std::string& content) const { mFolder.Replace(name, content); }
 
     /// Replaces bytes of the index, given from its end, and makes its checksum fit.
     void PatchIndex(std::size_t fromEnd, std::span<const std::byte> bytes) const
@@ -620,94 +594,76 @@ TEST_F(TraceEventStreamTest, EventsStayPendingUntilTheyCanBeWritten)
     EXPECT_EQ(stream->GetNumEvents(), 100005u);
 }
 
-/// A disk that fails in operation k once does not lose anything; one that fails from there on is what a kill leaves.
 TEST_F(TraceEventStreamTest, WhateverFailsEveryAcknowledgedChunkIsWhole)
 {
-    FastFileCalls fast;
-    const ScopedFileCalls fastScope{fast};
     // Events from 1000 on are an earlier recording's.
     const Numbers old = MakeRange(1000, 1020);
     const Numbers groups = {0, 3, 7, 9};
-    FailingFileCalls calls;
     for (const bool overOld : {false, true})
     {
-        for (const bool persists : {false, true})
-        {
-            int numOperations = FailingFileCalls::sNever;
-            for (int operation = 0; operation < numOperations; ++operation)
+        SCOPED_TRACE(overOld ? "over an earlier recording" : "into an empty folder");
+        std::unique_ptr<TraceEventStream> stream;
+        int acknowledged = 0;
+        const auto prepare = [&] {
+            stream.reset();
+            FileSystem::gDeleteFile(mFolder / "events.dat");
+            FileSystem::gDeleteFile(mFolder / "events.index");
+            if (overOld)
             {
-                SCOPED_TRACE(::testing::Message()
-                             << "operation " << operation << (persists ? " and all that follow" : "")
-                             << (overOld ? ", over an earlier recording" : ""));
-                FileSystem::gDeleteFile(mFolder / "events.dat");
-                FileSystem::gDeleteFile(mFolder / "events.index");
-                if (overOld)
+                const std::unique_ptr<TraceEventStream> earlier = Create();
+                ASSERT_TRUE(AddChunk(*earlier, 1000, 1012) && AddChunk(*earlier, 1012, 1020));
+            }
+            stream = Create();
+            acknowledged = 0;
+        };
+        const auto write = [&](Utility::Result& result) {
+            bool isWritten = true;
+            for (std::size_t i = 1; i < groups.size(); ++i)
+            {
+                mResult.Clear();
+                if (AddChunk(*stream, groups[i - 1], groups[i]))
                 {
-                    const std::unique_ptr<TraceEventStream> earlier = Create();
-                    ASSERT_TRUE(AddChunk(*earlier, 1000, 1012) && AddChunk(*earlier, 1012, 1020));
-                }
-
-                const std::unique_ptr<TraceEventStream> stream = Create();
-                int acknowledged = 0;
-                bool hasFailed = false;
-                {
-                    const ScopedFileCalls scope{calls};
-                    calls.SetTearsWrites(true);
-                    calls.FailAt(operation, cNoSpace, persists);
-                    for (std::size_t i = 1; i < groups.size(); ++i)
-                    {
-                        mResult.Clear();
-                        if (AddChunk(*stream, groups[i - 1], groups[i]))
-                        {
-                            acknowledged = groups[i];
-                        }
-                        else
-                        {
-                            hasFailed = true;
-                            EXPECT_THAT(mResult.ToString(), HasSubstr("No space left on device"));
-                            std::uint64_t size = 0;
-                            if (!persists && !overOld && FileSystem::gGetFileSize(stream->GetDataPath(), size))
-                            {
-                                EXPECT_EQ(size, GetEnd(*stream)) << "a part of a chunk";
-                            }
-                        }
-                    }
-                    if (calls.GetCount() <= operation)
-                    {
-                        numOperations = operation;
-                    }
-                }
-                EXPECT_THAT(mFolder.List(), IsSubsetOf({"events.dat", "events.index"}));
-
-                if (FileSystem::gFileExists(mFolder / "events.index"))
-                {
-                    const std::unique_ptr<TraceEventStream> loaded = Load();
-                    ASSERT_NE(loaded, nullptr) << mResult.ToString();
-                    const Numbers numbers = ReadAll(*loaded);
-                    EXPECT_EQ(loaded->GetNumLostChunks(), 0u);
-                    EXPECT_EQ(loaded->GetNumEvents(), numbers.size());
-                    if (numbers != old || acknowledged != 0)
-                    {
-                        EXPECT_EQ(numbers, MakeRange(0, static_cast<int>(numbers.size())));
-                        EXPECT_GE(static_cast<int>(numbers.size()), acknowledged);
-                    }
+                    acknowledged = groups[i];
                 }
                 else
                 {
-                    EXPECT_EQ(acknowledged, 0);
+                    isWritten = false;
+                    result.FailText(Serialization::Unspecified, mResult.ToString());
                 }
-
-                mResult.Clear();
-                EXPECT_TRUE(stream->Flush(mResult)) << mResult.ToString();
-                EXPECT_EQ(stream->GetNumEvents(), 9u);
+            }
+            return isWritten;
+        };
+        const auto check = [&](bool) {
+            const Numbers own = ReadAll(*stream);
+            EXPECT_EQ(own, MakeRange(0, static_cast<int>(own.size())));
+            EXPECT_GE(static_cast<int>(own.size()), acknowledged);
+            if (FileSystem::gFileExists(mFolder / "events.index"))
+            {
                 const std::unique_ptr<TraceEventStream> loaded = Load();
                 ASSERT_NE(loaded, nullptr) << mResult.ToString();
-                EXPECT_EQ(ReadAll(*loaded), MakeRange(0, 9));
-                EXPECT_EQ(mFolder.Read("events.dat").size(), GetEnd(*loaded));
-                EXPECT_TRUE(hasFailed || operation == numOperations || !persists);
+                const Numbers numbers = ReadAll(*loaded);
+                EXPECT_EQ(loaded->GetNumLostChunks(), 0u);
+                EXPECT_EQ(loaded->GetNumEvents(), numbers.size());
+                if (numbers != old || acknowledged != 0)
+                {
+                    EXPECT_EQ(numbers, MakeRange(0, static_cast<int>(numbers.size())));
+                    EXPECT_GE(static_cast<int>(numbers.size()), acknowledged);
+                }
             }
-            EXPECT_GT(numOperations, 20);
-        }
+            else
+            {
+                EXPECT_EQ(acknowledged, 0);
+            }
+
+            mResult.Clear();
+            EXPECT_TRUE(stream->Flush(mResult)) << mResult.ToString();
+            EXPECT_EQ(stream->GetNumEvents(), 9u);
+            const std::unique_ptr<TraceEventStream> loaded = Load();
+            ASSERT_NE(loaded, nullptr) << mResult.ToString();
+            EXPECT_EQ(ReadAll(*loaded), MakeRange(0, 9));
+            EXPECT_EQ(mFolder.Read("events.dat").size(), GetEnd(*loaded));
+        };
+        EXPECT_GT(gTryOnFailingDisks({mFolder, {"events.dat", "events.index"}, prepare, write, check}), 20);
     }
     EXPECT_THAT(mLog.Take(), IsEmpty());
 }

@@ -53,9 +53,9 @@ std::unique_ptr<SymbolModule> SymbolModule::Load(
 bool SymbolModule::Save(const std::string& path, Utility::Result& result)
 {
     const std::string directory = FileSystem::gGetDirectory(path);
-    // If this fails so does the write, which then says why.
-    if (!directory.empty())
-        static_cast<void>(FileSystem::gCreateDirectoryTree(directory));
+    FileSystem::FileError error;
+    if (!directory.empty() && !FileSystem::gCreateDirectoryTree(directory, error))
+        return result.FailText(Serialization::Unspecified, error.ToString());
     return Serialization::gWriteBinaryFile(path, {this}, result);
 }
 

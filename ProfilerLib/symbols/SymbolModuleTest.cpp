@@ -15,6 +15,8 @@
 #include "Serialization/RTTI/TypeQueries.h"
 #include "Serialization/RTTI/TypeRegistry.h"
 #include "Serialization/Schema.h"
+#include "Utility/FailureSweep.h"
+#include "Utility/FileSystem.h"
 #include "Utility/Hash.h"
 #include "Utility/Result.h"
 #include "Utility/TemporaryFolder.h"
@@ -335,6 +337,23 @@ TEST_F(SymbolFileTest, SaysWhyItCannotBeSaved)
     Utility::Result result;
     EXPECT_FALSE(MakeSample().Save(mFolder / "file/m.symcache", result));
     EXPECT_TRUE(result.HasErrors());
+}
+
+TEST_F(SymbolFileTest, FailingDisksLeaveNothingButFolders)
+{
+    const std::string name = "app.pdb/0123/app.symcache";
+    const auto write = [&](Utility::Result& result) {
+        return MakeSample().Save(mFolder / name, result);
+    };
+    const auto check = [&](bool isWritten) {
+        EXPECT_TRUE(isWritten || Load(mFolder / name) == nullptr || mFolder.List().size() == 1);
+        Utility::Result result;
+        EXPECT_TRUE(write(result)) << result.ToString();
+        EXPECT_NE(Load(mFolder / name), nullptr) << mResult.ToString();
+    };
+    EXPECT_GE(FileSystem::Internal::gTryOnFailingDisks({mFolder, {"app.pdb", "app.pdb/0123", name},
+                  [&] { FileSystem::gDeleteDirectoryTree(mFolder / "app.pdb"); }, write, check}),
+        9);
 }
 
 TEST_F(SymbolFileTest, EveryDamageIsNoticed)

@@ -28,7 +28,7 @@ std::unique_ptr<TraceReader> TraceReader::sOpen(const std::string& path, Utility
         result.FailText(Serialization::FileReadFailed, reader->mError.ToString());
         return nullptr;
     }
-    reader->mDecompressor = Decompressor::sCreate(reader->mInput);
+    reader->mDecompressor = Decompressor::sCreate(reader->mInput, reader->mFileSize);
     if (reader->IsCompressed())
     {
         reader->mText.resize(sWindowSize);

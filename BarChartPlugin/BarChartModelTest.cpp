@@ -17,6 +17,7 @@
 #include "Utility/Hash.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/TemporaryFolder.h"
+#include "tests/support/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
@@ -361,6 +362,30 @@ TEST_F(BarChartModelTest, CancelledBuildStopsBehindTheFirstEvent)
     TemporaryFolder folder;
     Session empty{folder / "y.session", nullptr, &mScheduler, &mPlugins};
     EXPECT_TRUE(gBuildBarChart(empty.GetEventStream(), chart, cancelled));
+}
+
+TEST_F(BarChartModelTest, EventsThatDoNotConcernTheChartAllocateNothing)
+{
+    const std::string context(100, 'x');
+    const auto countAllocations = [&](int numEvents) {
+        for (int i = 0; i < numEvents; ++i)
+        {
+            Begin("Frame", 2, context);
+            Begin("Other event of the chart's thread", 1, context);
+            End(2);
+            End(1);
+        }
+        Utility::Result result;
+        EXPECT_TRUE(mSession->GetEventStream().Flush(result)) << result.ToString();
+        BarChart chart{{"Frame", 1}};
+        const uint64_t before = TestSupport::gGetNumAllocations();
+        EXPECT_TRUE(gBuildBarChart(mSession->GetEventStream(), chart, false));
+        return TestSupport::gGetNumAllocations() - before;
+    };
+    // Several times the block that a reader reads at once.
+    const uint64_t expected = countAllocations(3000);
+    EXPECT_GT(expected, 0U) << "the reader has memory of its own";
+    EXPECT_EQ(countAllocations(10000), expected);
 }
 
 class ThreadedBarChartModelTest : public BarChartModelTest

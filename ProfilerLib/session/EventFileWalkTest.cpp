@@ -55,10 +55,7 @@ protected:
         EXPECT_FALSE(walk.Step());
     }
 
-    std::string_view GetBytes() const
-    {
-        return {reinterpret_cast<const char*>(mBytes.GetBuffer()), mBytes.GetSize()};
-    }
+    std::string_view GetBytes() const { return {reinterpret_cast<const char*>(mBytes.GetBuffer()), mBytes.GetSize()}; }
 
     TemporaryFolder mFolder;
     Utility::OutputMemoryStream mBytes;

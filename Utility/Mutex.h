@@ -26,7 +26,8 @@ namespace Utility
 {
 class ConditionVariable;
 
-/// std::mutex with the marks that make its use checkable.
+/// std::mutex with the marks that make its use checkable. A thread that finds it held tries again for some
+/// microseconds before it goes to sleep: most locks are held for less, and to sleep and be woken costs more.
 class CAPABILITY("mutex") Mutex
 {
 public:
@@ -34,12 +35,21 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void Lock() ACQUIRE() { mMutex.lock(); }
+    void Lock() ACQUIRE()
+    {
+        if (!mMutex.try_lock())
+        {
+            LockHeld();
+        }
+    }
     void Unlock() RELEASE() { mMutex.unlock(); }
     [[nodiscard]] bool TryLock() TRY_ACQUIRE(true) { return mMutex.try_lock(); }
 
 private:
     friend class ConditionVariable;
+
+    void LockHeld();
+
     std::mutex mMutex;
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 namespace
 {
@@ -44,10 +45,8 @@ System::JobScheduler::~JobScheduler()
         std::sort(queued.begin(), queued.end(), [](const Job* a, const Job* b) { return gRunsBefore(*a, *b); });
         for (Job* job : queued)
         {
-            Dequeue(*job);
             job->Tell(EJobCancellationState::CancelRequested);
-            job->Tell(EJobCancellationState::CancelFinished);
-            Leave(*job);
+            Discard(*job);
         }
         for (Job* job : running)
         {
@@ -76,14 +75,14 @@ System::JobScheduler::~JobScheduler()
 System::JobHandle System::JobScheduler::Schedule(JobDescription description)
 {
     assert(description.mWork);
-    const Job* parent = GetJobOfThread();
+    RunningThread* thread = GetThread();
     CancellationPointer cancellation;
     if (description.mCancellation)
     {
         cancellation = std::make_unique<JobDescription::CancellationFunction>(std::move(description.mCancellation));
     }
     MutexLock lock(mMutex);
-    if (parent != nullptr && parent->mCancelled)
+    if (thread != nullptr && thread->mJob != nullptr && thread->mJob->mCancelled)
     {
         if (cancellation != nullptr)
         {
@@ -92,7 +91,7 @@ System::JobHandle System::JobScheduler::Schedule(JobDescription description)
         }
         return {};
     }
-    const JobHandle handle = Enter(description, std::move(cancellation), parent).GetHandle();
+    const JobHandle handle = Enter(description, std::move(cancellation), thread).GetHandle();
     const WakeUps wakeUps = TakeWakeUps(JobHandle::sNone);
     lock.Unlock();
     Notify(wakeUps);
@@ -157,9 +156,16 @@ System::JobHandle System::JobScheduler::GetCurrentJob() const
     return job != nullptr ? job->GetHandle() : JobHandle{};
 }
 
+System::Job* System::JobScheduler::GetJobOfThread() const
+{
+    const RunningThread* thread = GetThread();
+    return thread != nullptr ? thread->mJob : nullptr;
+}
+
 void System::JobScheduler::RunWorker(int index)
 {
-    mIsWorkerThread.Set(this);
+    RunningThread thread{.mIsWorker = true};
+    mThread.Set(&thread);
     gSetThreadName(Utility::gFormat("Job Scheduler %d", index + 1));
     uint32_t freedGroup = JobHandle::sNone;
     MutexLock lock(mMutex);
@@ -177,27 +183,35 @@ void System::JobScheduler::RunWorker(int index)
         const WakeUps wakeUps = TakeWakeUps(freedGroup);
         lock.Unlock();
         Notify(wakeUps);
-        Run(*job);
+        sRun(*job, thread);
         lock.Lock();
         freedGroup = job->mGroup;
-        Finish(*job);
+        Finish(*job, thread);
     }
 }
 
 /// Not to be left by an exception: it would unwind into a scheduler that counts the job as running.
-void System::JobScheduler::Run(Job& job) noexcept
+void System::JobScheduler::sRun(Job& job, RunningThread& thread) noexcept
 {
-    job.mOuter = GetJobOfThread();
-    mCurrentJob.Set(&job);
+    job.mOuter = thread.mJob;
+    thread.mJob = &job;
     job.mWork(job.mCancelled);
-    mCurrentJob.Set(job.mOuter);
+    thread.mJob = job.mOuter;
     // What the work holds may take its time to end, and may call the scheduler.
     job.mWork = nullptr;
 }
 
 void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
 {
-    const bool isTaker = mIsWorkerThread.Get() != nullptr;
+    RunningThread own;
+    RunningThread* thread = GetThread();
+    const bool isOutside = thread == nullptr;
+    if (isOutside)
+    {
+        thread = &own;
+        mThread.Set(thread);
+    }
+    const bool isTaker = thread->mIsWorker;
     JobWaitList list(isTaker ? mWorkAvailable : mJobFinished, handles.size());
     uint32_t freedGroup = JobHandle::sNone;
     MutexLock lock(mMutex);
@@ -224,10 +238,10 @@ void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
         {
             lock.Unlock();
             Notify(wakeUps);
-            Run(*job);
+            sRun(*job, *thread);
             lock.Lock();
             freedGroup = job->mGroup;
-            Finish(*job);
+            Finish(*job, *thread);
             continue;
         }
         Notify(wakeUps);
@@ -248,39 +262,58 @@ void System::JobScheduler::WaitAndRun(const std::vector<JobHandle>& handles)
             std::erase(mIdleWaiters, &list);
         }
     }
+    if (isOutside)
+    {
+        mThread.Set(nullptr);
+        if (own.mSpare != nullptr)
+        {
+            mJobPool.GiveBack(*own.mSpare);
+        }
+    }
+    // Nothing of the scheduler may be touched once it is unlocked: it may be gone.
     CloseWait();
+}
+
+/// The end of a job that has been cancelled before it could run.
+void System::JobScheduler::Discard(Job& job)
+{
+    Dequeue(job);
+    job.Tell(EJobCancellationState::CancelFinished);
+    job.mWork = nullptr;
+    Leave(job);
+    mJobPool.GiveBack(job);
 }
 
 /// Enters a new job into everything.
 System::Job& System::JobScheduler::Enter(
-    JobDescription& description, CancellationPointer cancellation, const Job* parent)
+    JobDescription& description, CancellationPointer cancellation, RunningThread* thread)
 {
     // The counters may come round while old jobs live. Two jobs that then share a group by chance do no harm.
     do
     {
         ++mLastJobID;
     } while (mLastJobID == 0 || mLastJobID == JobHandle::sNone || mJobs.Find(mLastJobID) != nullptr);
-    Job& job = mJobPool.Take();
-    job.mWork = std::move(description.mWork);
+    const bool hasSpare = thread != nullptr && thread->mSpare != nullptr;
+    Job& job = hasSpare ? *std::exchange(thread->mSpare, nullptr) : mJobPool.Take();
+    job.mWork.swap(description.mWork);
     job.mCancellation = std::move(cancellation);
     job.mCancelled = false;
     job.mPriority = description.mPriority;
     job.mJobID = mLastJobID;
     job.mGroup = description.mGroup != JobHandle::sNone ? description.mGroup : gTakeNumber(mNextGroup);
+    const Job* parent = thread != nullptr ? thread->mJob : nullptr;
     job.mChain = parent != nullptr ? parent->mChain : gTakeNumber(mNextChain);
     mJobs.Insert(job);
     Enqueue(job);
     return job;
 }
 
-/// The end of a job, which is in no queue any more.
+/// The end of a job, which is in no queue any more. Its object is left to the caller.
 void System::JobScheduler::Leave(Job& job)
 {
     mJobs.Remove(job);
-    job.mWork = nullptr;
     job.mCancellation = nullptr;
     JobWaitList::sRemove(job);
-    mJobPool.GiveBack(job);
     if (mIsClosing && mJobs.IsEmpty())
     {
         mJobFinished.NotifyAll();
@@ -374,8 +407,8 @@ void System::JobScheduler::Start(Job& job)
     }
 }
 
-/// The end of a job that has run.
-void System::JobScheduler::Finish(Job& job)
+/// The end of a job that has run on the calling thread.
+void System::JobScheduler::Finish(Job& job, RunningThread& thread)
 {
     if (job.mCancelled)
     {
@@ -387,6 +420,14 @@ void System::JobScheduler::Finish(Job& job)
         Unpark(job.mGroup);
     }
     Leave(job);
+    if (thread.mSpare == nullptr)
+    {
+        thread.mSpare = &job;
+    }
+    else
+    {
+        mJobPool.GiveBack(job);
+    }
 }
 
 std::vector<System::Job*> System::JobScheduler::FindJobs(const std::vector<JobHandle>& handles) const
@@ -422,9 +463,7 @@ void System::JobScheduler::CancelJobs(std::span<Job* const> jobs)
     std::sort(queued.begin(), queued.end(), [](const Job* a, const Job* b) { return gRunsBefore(*b, *a); });
     for (Job* job : queued)
     {
-        Dequeue(*job);
-        job->Tell(EJobCancellationState::CancelFinished);
-        Leave(*job);
+        Discard(*job);
     }
 }
 

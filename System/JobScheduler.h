@@ -93,14 +93,23 @@ private:
         bool mWaiters = false;
     };
 
+    /// What a thread knows about itself while it may run jobs. On its own stack.
+    struct RunningThread
+    {
+        const bool mIsWorker = false;
+        Job* mJob = nullptr;   ///< the one that it is running, the innermost one where they nest
+        Job* mSpare = nullptr; ///< used for the next job that it schedules: it has run the last one and has it at hand
+    };
+
     void RunWorker(int index) EXCLUDES(mMutex);
-    void Run(Job& job) noexcept EXCLUDES(mMutex);
+    static void sRun(Job& job, RunningThread& thread) noexcept;
     void WaitAndRun(const std::vector<JobHandle>& handles) EXCLUDES(mMutex);
 
     using CancellationPointer = std::unique_ptr<JobDescription::CancellationFunction>;
 
-    Job& Enter(JobDescription& description, CancellationPointer cancellation, const Job* parent) REQUIRES(mMutex);
+    Job& Enter(JobDescription& description, CancellationPointer cancellation, RunningThread* thread) REQUIRES(mMutex);
     void Leave(Job& job) REQUIRES(mMutex);
+    void Discard(Job& job) REQUIRES(mMutex);
 
     void Enqueue(Job& job) REQUIRES(mMutex);
     void Dequeue(Job& job) REQUIRES(mMutex);
@@ -109,7 +118,7 @@ private:
     void RemoveIfEmpty(ParkedGroup& parked) REQUIRES(mMutex);
     [[nodiscard]] Job* FindFirstReady() REQUIRES(mMutex);
     void Start(Job& job) REQUIRES(mMutex);
-    void Finish(Job& job) REQUIRES(mMutex);
+    void Finish(Job& job, RunningThread& thread) REQUIRES(mMutex);
 
     [[nodiscard]] std::vector<Job*> FindJobs(const std::vector<JobHandle>& handles) const REQUIRES(mMutex);
     void CancelJobs(std::span<Job* const> jobs) REQUIRES(mMutex);
@@ -121,13 +130,13 @@ private:
     [[nodiscard]] WakeUps TakeWakeUps(uint32_t freedGroup) REQUIRES(mMutex);
     void Notify(WakeUps wakeUps);
 
-    [[nodiscard]] Job* GetJobOfThread() const { return static_cast<Job*>(mCurrentJob.Get()); }
+    [[nodiscard]] RunningThread* GetThread() const { return static_cast<RunningThread*>(mThread.Get()); }
+    [[nodiscard]] Job* GetJobOfThread() const;
 
     std::vector<std::thread> mThreads; ///< constant from the constructor to the destructor
-    ThreadLocalSlot mCurrentJob;       ///< the Job that the thread is running
-    ThreadLocalSlot mIsWorkerThread;   ///< not null on workers
+    ThreadLocalSlot mThread;           ///< the RunningThread of workers, and of others while they wait and run
 
-    // What each job changes lies in three cache lines, the first of which comes with the lock: these lines are what the
+    // What each job changes lies in few cache lines, the first of which comes with the lock: these lines are what the
     // threads hand each other.
     alignas(64) Mutex mMutex;
     int mIdleTakers GUARDED_BY(mMutex) = 0;           ///< asleep on `mWorkAvailable`
@@ -140,7 +149,7 @@ private:
     alignas(64) JobQueue mQueue GUARDED_BY(mMutex);
     RunningGroups mRunningGroups GUARDED_BY(mMutex);
     uint64_t mLastSequence GUARDED_BY(mMutex) = 0;
-    alignas(64) IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
+    IdTable<Job, &Job::mJobID> mJobs GUARDED_BY(mMutex);
     ObjectPool<Job> mJobPool GUARDED_BY(mMutex);
 
     IdTable<ParkedGroup, &ParkedGroup::mGroup> mParkedGroups GUARDED_BY(mMutex); ///< none of them empty

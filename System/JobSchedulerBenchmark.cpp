@@ -1,11 +1,15 @@
 #include "System/JobScheduler.h"
+#include "System/PinThread.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <atomic>
+#include <barrier>
 #include <chrono>
+#include <condition_variable>
 #include <deque>
+#include <latch>
+#include <mutex>
 
 namespace
 {
@@ -24,10 +28,10 @@ public:
     ~BareQueue()
     {
         {
-            System::MutexLock lock(mMutex);
+            const std::lock_guard lock(mMutex);
             mStop = true;
         }
-        mWorkAvailable.NotifyAll();
+        mWorkAvailable.notify_all();
         for (std::thread& thread : mThreads)
         {
             thread.join();
@@ -37,128 +41,219 @@ public:
     void Schedule(std::function<void(const bool&)> work)
     {
         {
-            System::MutexLock lock(mMutex);
+            const std::lock_guard lock(mMutex);
             mQueue.push_back(std::move(work));
         }
-        mWorkAvailable.NotifyOne();
+        mWorkAvailable.notify_one();
     }
 
 private:
     void Run()
     {
-        System::MutexLock lock(mMutex);
+        std::unique_lock lock(mMutex);
         while (true)
         {
-            while (mQueue.empty() && !mStop)
-            {
-                mWorkAvailable.Wait(mMutex);
-            }
+            mWorkAvailable.wait(lock, [this] { return !mQueue.empty() || mStop; });
             if (mQueue.empty())
             {
                 return;
             }
             const std::function<void(const bool&)> work = std::move(mQueue.front());
             mQueue.pop_front();
-            lock.Unlock();
+            lock.unlock();
             work(mNever);
-            lock.Lock();
+            lock.lock();
         }
     }
 
-    System::Mutex mMutex;
-    System::ConditionVariable mWorkAvailable;
-    std::deque<std::function<void(const bool&)>> mQueue GUARDED_BY(mMutex);
-    bool mStop GUARDED_BY(mMutex) = false;
+    std::mutex mMutex;
+    std::condition_variable mWorkAvailable;
+    std::deque<std::function<void(const bool&)>> mQueue;
+    bool mStop = false;
     const bool mNever = false;
     std::vector<std::thread> mThreads;
 };
 
-/// Counts a batch of jobs down, so that both queues tell their end in the same way.
-class Batch
+constexpr int64_t sRows = 64;
+constexpr int64_t sJobsPerRow = 300;
+constexpr int64_t sJobsPerBatch = sRows * sJobsPerRow;
+constexpr int sPairsPerRound = 8;
+constexpr double sRatioLimit = 1.5;
+
+/// What the jobs of a case have. Each job has a group of its own where `mGroups` is 0.
+struct Mix
 {
-public:
-    explicit Batch(int64_t count) : mLeft(count) {}
-
-    void CountDown()
-    {
-        if (mLeft.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        {
-            mLeft.notify_one();
-        }
-    }
-
-    void Wait() const
-    {
-        for (int64_t left = mLeft.load(std::memory_order_acquire); left != 0;)
-        {
-            mLeft.wait(left, std::memory_order_acquire);
-            left = mLeft.load(std::memory_order_acquire);
-        }
-    }
-
-private:
-    std::atomic<int64_t> mLeft;
+    int mPriorities = 1;
+    int mGroups = 0;
 };
 
-constexpr int64_t sJobsPerBatch = 20000;
+System::JobDescription gDescribe(Mix mix, int64_t number, System::JobDescription::WorkFunction work)
+{
+    return {.mWork = std::move(work),
+        .mGroup = mix.mGroups > 0 ? static_cast<uint32_t>(number * 7 % mix.mGroups) : System::JobHandle::sNone,
+        .mPriority = static_cast<uint8_t>(number * 5 % mix.mPriorities)};
+}
 
+/// Jobs each of which does nothing but schedule the next one.
 template <typename Schedule>
-double gTimeBatch(Schedule schedule)
+struct Row
+{
+    Schedule& mSchedule;
+    std::latch& mEnds;
+    int64_t mNumber;
+    int64_t mEnd;
+
+    void RunJob()
+    {
+        if (++mNumber == mEnd)
+        {
+            mEnds.count_down();
+            return;
+        }
+        ScheduleJob();
+    }
+
+    void ScheduleJob()
+    {
+        mSchedule(mNumber, [this](const bool&) { RunJob(); });
+    }
+};
+
+/// Seconds for a batch that is scheduled by the jobs themselves: the threads of the queue are all that is at work.
+template <typename Schedule>
+double gTimeRows(Schedule schedule)
 {
     const auto begin = std::chrono::steady_clock::now();
-    Batch batch(sJobsPerBatch);
-    for (int64_t i = 0; i < sJobsPerBatch; ++i)
+    std::latch ends(sRows);
+    std::deque<Row<Schedule>> rows;
+    for (int64_t i = 0; i < sRows; ++i)
     {
-        schedule(i, [&batch](const bool&) { batch.CountDown(); });
+        rows.push_back({schedule, ends, i * sJobsPerRow, (i + 1) * sJobsPerRow});
     }
-    batch.Wait();
+    for (Row<Schedule>& row : rows)
+    {
+        row.ScheduleJob();
+    }
+    ends.wait();
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-double gGetMedian(std::vector<double>& values)
+/// Seconds for a batch that a thread beside the queue's schedules as fast as it can.
+template <typename Schedule>
+double gTimeBurst(Schedule schedule)
 {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    const auto begin = std::chrono::steady_clock::now();
+    std::latch ends(sJobsPerBatch);
+    for (int64_t i = 0; i < sJobsPerBatch; ++i)
+    {
+        schedule(i, [&ends](const bool&) { ends.count_down(); });
+    }
+    ends.wait();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// Empty jobs through both queues in turn. The reported time is the scheduler's; `ratio` is the median cost of a job
-/// over that in the bare queue, to stand at 1.5 at most. Arguments: worker threads, priorities in use, groups in use (0
-/// for a group of its own for each job).
-void gRunEmptyJobs(benchmark::State& state)
+/// Gives each thread of a queue a processor of its own. Left to the system, they share one now and then; that is many
+/// times faster with jobs so short, as nothing goes from one processor to the other, and comes and goes by chance.
+template <typename Schedule>
+void gPinThreads(std::barrier<>& all, int threads, Schedule schedule)
 {
-    const int threads = static_cast<int>(state.range(0));
-    const int64_t priorities = state.range(1);
-    const int64_t groups = state.range(2);
-    BareQueue bareQueue(threads);
-    System::JobScheduler scheduler(threads);
-    std::vector<double> bareSeconds;
-    std::vector<double> seconds;
+    for (int i = 0; i < threads; ++i)
+    {
+        schedule([&all, i](const bool&) {
+            System::gPinThread(i);
+            all.arrive_and_wait();
+        });
+    }
+    all.arrive_and_wait();
+}
+
+/// The value that `part` of the others lie below.
+double gGetQuantile(std::vector<double>& values, double part)
+{
+    const auto index = static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1) + 0.5);
+    std::nth_element(values.begin(), values.begin() + index, values.end());
+    return values[static_cast<size_t>(index)];
+}
+
+/// Rounds of batches through both queues in turn, with new threads in each round. The figures are medians.
+template <typename TimeBare, typename TimeJobs>
+void gCompare(benchmark::State& state, int threads, TimeBare timeBare, TimeJobs timeJobs)
+{
+    std::vector<double> bareNs;
+    std::vector<double> jobNs;
+    std::vector<double> ratios;
     for (auto _ : state)
     {
-        bareSeconds.push_back(gTimeBatch([&](int64_t, auto work) { bareQueue.Schedule(work); }));
-        seconds.push_back(gTimeBatch([&](int64_t i, auto work) {
-            scheduler.Schedule({.mWork = work,
-                .mGroup = groups > 0 ? static_cast<uint32_t>(i * 7 % groups) : System::JobHandle::sNone,
-                .mPriority = static_cast<uint8_t>(i * 5 % priorities)});
-        }));
-        state.SetIterationTime(seconds.back());
+        const auto begin = std::chrono::steady_clock::now();
+        std::barrier<> all(threads + 1);
+        BareQueue queue(threads);
+        System::JobScheduler scheduler(threads);
+        gPinThreads(all, threads, [&](auto work) { queue.Schedule(work); });
+        gPinThreads(all, threads, [&](auto work) { scheduler.Schedule(work); });
+        std::vector<double> bareSeconds;
+        std::vector<double> jobSeconds;
+        for (int i = 0; i < sPairsPerRound; ++i)
+        {
+            bareSeconds.push_back(timeBare(queue));
+            jobSeconds.push_back(timeJobs(scheduler));
+        }
+        bareNs.push_back(gGetQuantile(bareSeconds, 0.5) / sJobsPerBatch * 1e9);
+        jobNs.push_back(gGetQuantile(jobSeconds, 0.5) / sJobsPerBatch * 1e9);
+        ratios.push_back(jobNs.back() / bareNs.back());
+        state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     }
-    const double bareNs = gGetMedian(bareSeconds) / sJobsPerBatch * 1e9;
-    const double jobNs = gGetMedian(seconds) / sJobsPerBatch * 1e9;
-    state.counters["bare_ns"] = bareNs;
-    state.counters["job_ns"] = jobNs;
-    state.counters["ratio"] = jobNs / bareNs;
+    state.counters["bare_ns"] = gGetQuantile(bareNs, 0.5);
+    state.counters["job_ns"] = gGetQuantile(jobNs, 0.5);
+    state.counters["ratio_25%"] = gGetQuantile(ratios, 0.25);
+    state.counters["ratio"] = gGetQuantile(ratios, 0.5);
+    state.counters["ratio_75%"] = gGetQuantile(ratios, 0.75);
+    state.counters["limit"] = sRatioLimit;
+}
+
+void gRunRows(benchmark::State& state, int threads, Mix mix)
+{
+    gCompare(
+        state, threads, [](BareQueue& queue) { return gTimeRows([&](int64_t, auto work) { queue.Schedule(work); }); },
+        [mix](System::JobScheduler& scheduler) {
+            return gTimeRows([&](int64_t i, auto work) { scheduler.Schedule(gDescribe(mix, i, work)); });
+        });
+}
+
+/// One group for all jobs: they run one by one, and nothing is faster at that than a single thread. What is compared
+/// is therefore how the bare queue, with as many threads, would keep that promise: its jobs lock a mutex.
+void gRunOneGroup(benchmark::State& state, int threads)
+{
+    std::mutex group;
+    gCompare(
+        state, threads,
+        [&group](BareQueue& queue) {
+            return gTimeRows([&](int64_t, auto work) {
+                queue.Schedule([&group, work](const bool& cancelled) {
+                    const std::lock_guard lock(group);
+                    work(cancelled);
+                });
+            });
+        },
+        [](System::JobScheduler& scheduler) {
+            return gTimeRows([&](int64_t i, auto work) { scheduler.Schedule(gDescribe({.mGroups = 1}, i, work)); });
+        });
+}
+
+void gRunBurst(benchmark::State& state, int threads, Mix mix)
+{
+    gCompare(
+        state, threads, [](BareQueue& queue) { return gTimeBurst([&](int64_t, auto work) { queue.Schedule(work); }); },
+        [mix](System::JobScheduler& scheduler) {
+            return gTimeBurst([&](int64_t i, auto work) { scheduler.Schedule(gDescribe(mix, i, work)); });
+        });
 }
 }
 
-BENCHMARK(gRunEmptyJobs)
-    ->ArgNames({"threads", "priorities", "groups"})
-    ->Args({1, 1, 0})
-    ->Args({2, 1, 0})
-    ->Args({2, 3, 0})
-    ->Args({2, 3, 16})
-    ->Args({2, 3, 2})
-    ->Args({2, 1, 1})
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+// The limit is meant for `mixed`: two threads, with priorities and groups in use.
+BENCHMARK_CAPTURE(gRunRows, mixed, 2, Mix{.mPriorities = 3, .mGroups = 16})->UseManualTime();
+BENCHMARK_CAPTURE(gRunRows, plain, 2, Mix{})->UseManualTime();
+BENCHMARK_CAPTURE(gRunRows, priorities, 2, Mix{.mPriorities = 3})->UseManualTime();
+BENCHMARK_CAPTURE(gRunRows, many_groups, 2, Mix{.mGroups = 16})->UseManualTime();
+BENCHMARK_CAPTURE(gRunRows, one_thread, 1, Mix{.mPriorities = 3, .mGroups = 16})->UseManualTime();
+BENCHMARK_CAPTURE(gRunOneGroup, all, 2)->UseManualTime();
+BENCHMARK_CAPTURE(gRunBurst, mixed, 2, Mix{.mPriorities = 3, .mGroups = 16})->UseManualTime();

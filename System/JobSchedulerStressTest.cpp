@@ -1,4 +1,5 @@
 #include "System/JobScheduler.h"
+#include "System/LockDelays.h"
 #include "System/Platform.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <memory>
 #include <random>
 
 using namespace System;
@@ -62,8 +64,9 @@ struct Record
     bool mWasRefused = false;
 };
 
-/// Several threads and their jobs use one scheduler in every way, with delays at all places that the test can reach. A
-/// job waits for nothing but jobs that it has scheduled itself, each in a group of its own: more would not be sound.
+/// Several threads and their jobs use one scheduler in every way, with delays in all that it calls; what the work holds
+/// is late to end, too. A job waits for nothing but jobs that it has scheduled itself, each in a group of its own: more
+/// would not be sound.
 class Stress
 {
 public:
@@ -122,7 +125,12 @@ private:
         JobDescription description;
         description.mPriority = static_cast<uint8_t>(Pick(random, 3));
         description.mGroup = group >= 0 ? sFirstGroup + static_cast<uint32_t>(group) : JobHandle::sNone;
-        description.mWork = [this, &record, depth, group, seed = random()](const bool& cancelled) {
+        auto lateToEnd = std::shared_ptr<void>(nullptr, [seed = random()](void*) {
+            Random own(seed);
+            Delay(own);
+        });
+        description.mWork = [this, &record, depth, group, seed = random(), lateToEnd = std::move(lateToEnd)](
+                                const bool& cancelled) {
             ++record.mStarted;
             Random own(seed);
             if (group >= 0)
@@ -261,6 +269,7 @@ TEST(JobSchedulerStress, RandomUseFromManyThreadsKeepsAllPromises)
     {
         SCOPED_TRACE(seed);
         const Watchdog watchdog(seed);
+        const LockDelays delays(seed);
         Stress(seed).Run();
     }
 }

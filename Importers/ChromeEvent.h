@@ -1,98 +1,70 @@
 #pragma once
 
-#include "Importers/ContextBuilder.h"
 #include "Importers/DecimalTime.h"
-#include "Importers/JsonScanner.h"
 #include "Importers/TraceID.h"
 
 #include <cstdint>
-#include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace Importers
 {
-/// A string member of an event, which stays where it was read as long as that is possible.
-class FieldText
+/// A string member of an event.
+struct EventText
 {
-public:
-    void Set(const JsonToken& token)
-    {
-        mText = token.mText;
-        mIsNonAscii = token.mIsNonAscii;
-        if (!token.mIsInWindow)
-        {
-            Own();
-        }
-    }
-    void Clear()
-    {
-        mText = {};
-        mIsNonAscii = false;
-    }
-    /// The window goes.
-    void Own()
-    {
-        if (mText.data() != mOwned.data())
-        {
-            mOwned.assign(mText);
-            mText = mOwned;
-        }
-    }
-
-    std::string_view GetText() const { return mText; }
-    /// It may not be valid UTF-8.
-    bool IsNonAscii() const { return mIsNonAscii; }
-
-private:
     std::string_view mText;
-    std::string mOwned;
+    /// It may not be valid UTF-8.
     bool mIsNonAscii = false;
 };
 
 /// A time of an event, where it has one.
-struct FieldTime
+struct EventTime
 {
     bool mIsMissing = true;
     EDecimal mState = EDecimal::NotANumber;
     DecimalTime mTime;
 };
 
-/// One entry of a trace with the members that an import looks at. One object is used for all entries.
+/// One entry of a trace with the members that an import looks at. Its texts live as long as the EventBatch that it is
+/// in: nothing is allocated for an event.
 struct ChromeEvent
 {
     /// The letter of its phase; 0 when it has none, and when that is longer than a letter.
     char mPhase = 0;
-    /// A phase that is not one letter; empty for all others.
-    std::string mLongPhase;
+    /// Not so for an entry that is something else.
+    bool mIsObject = true;
+    /// There is an argument "avg ms": the event sums up others.
+    bool mHasAverage = false;
     /// Empty when it has none.
-    FieldText mName;
-    FieldText mCategory;
-    FieldTime mTime;
-    FieldTime mDuration;
-    TraceID mProcess;
-    TraceID mThread;
-    TraceID mID;
+    EventText mName;
+    EventTime mTime;
+    EventTime mDuration;
+    TraceIDView mProcess;
+    TraceIDView mThread;
+    /// Its arguments as valid UTF-8, see ContextBuilder.
+    std::string_view mContext;
+    EventText mCategory;
+    /// The string argument "name", as the metadata of a trace has it; empty when there is none.
+    EventText mMetadataName;
+    /// A phase that is not one letter; empty for all others.
+    std::string_view mLongPhase;
+    TraceIDView mID;
     /// Of "id2".
-    TraceID mLocalID;
-    TraceID mGlobalID;
-    ContextBuilder mContext;
+    TraceIDView mLocalID;
+    TraceIDView mGlobalID;
 
-    void Clear()
+    /// Calls `visit` with each of its texts.
+    template <typename Visitor>
+    void ForEachText(const Visitor& visit)
     {
-        mPhase = 0;
-        mLongPhase.clear();
-        mName.Clear();
-        mCategory.Clear();
-        mTime.mIsMissing = true;
-        mDuration.mIsMissing = true;
-        mProcess.Clear();
-        mThread.Clear();
-        mID.Clear();
-        mLocalID.Clear();
-        mGlobalID.Clear();
-        mContext.Clear();
+        for (std::string_view* const text : {&mName.mText, &mProcess.mText, &mThread.mText, &mContext, &mCategory.mText,
+                 &mMetadataName.mText, &mLongPhase, &mID.mText, &mLocalID.mText, &mGlobalID.mText})
+        {
+            visit(*text);
+        }
     }
 };
+static_assert(std::is_trivially_copyable_v<ChromeEvent>);
 
 /// Phases of which an event may become part of an interval.
 constexpr bool gIsIntervalPhase(char phase)
@@ -100,4 +72,9 @@ constexpr bool gIsIntervalPhase(char phase)
     return phase == 'X' || phase == 'B' || phase == 'E' || phase == 'b' || phase == 'e';
 }
 constexpr char gMetadataPhase = 'M';
+/// No text is made of the arguments of an event that is known to be left out.
+constexpr bool gNeedsArguments(char phase)
+{
+    return phase == 0 || phase == gMetadataPhase || gIsIntervalPhase(phase);
+}
 }

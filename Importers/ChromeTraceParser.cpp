@@ -1,30 +1,13 @@
 #include "Importers/ChromeTraceParser.h"
 
-#include <string_view>
-#include <utility>
+#include "Importers/EventKey.h"
+#include "Importers/PlainEventReader.h"
+
+#include <optional>
 
 namespace Importers
 {
-enum class ChromeTraceParser::EKey : std::uint8_t
-{
-    Other,
-    Phase,
-    Name,
-    Category,
-    Time,
-    Duration,
-    Process,
-    Thread,
-    ID,
-    SplitID,
-    Arguments,
-};
-
-ChromeTraceParser::ChromeTraceParser(WindowSource& source, ChromeEventHandler& handler)
-    : mSource(source),
-      mHandler(handler),
-      mScanner(*this)
-{}
+ChromeTraceParser::ChromeTraceParser(BatchSource& source) : mSource(source), mScanner(*this) {}
 
 bool ChromeTraceParser::Parse()
 {
@@ -33,14 +16,35 @@ bool ChromeTraceParser::Parse()
     {
         NoteScannerFault();
     }
+    if (mEvent != nullptr)
+    {
+        mBatch->RemoveLastEvent();
+    }
+    if (mBatch != nullptr)
+    {
+        mSource.Send(*mBatch);
+    }
     return mHasEvents;
 }
 
+/// The event that is being read moves on to the next batch, with texts of its own, for what it had of the window goes.
 std::span<const char> ChromeTraceParser::NextWindow()
 {
-    mEvent.mName.Own();
-    mEvent.mCategory.Own();
-    const std::span<const char> window = mSource.NextWindow();
+    EventBatch& next = mSource.Receive();
+    if (mEvent != nullptr)
+    {
+        ChromeEvent& event = next.AddEvent();
+        event = *mEvent;
+        event.ForEachText([&next](std::string_view& text) { text = next.Keep(text); });
+        mBatch->RemoveLastEvent();
+        mEvent = &event;
+    }
+    if (mBatch != nullptr)
+    {
+        mSource.Send(*mBatch);
+    }
+    mBatch = &next;
+    const std::span<const char> window = next.GetWindow();
     mTextSize += window.size();
     return window;
 }
@@ -186,22 +190,39 @@ bool ChromeTraceParser::ParseEntry()
         {
             return false;
         }
-        mHandler.OnOtherValue();
+        mBatch->AddEvent().mIsObject = false;
     }
-    else
+    else if (!ParseEvent())
     {
-        mEvent.Clear();
-        if (!ParseEvent())
-        {
-            return false;
-        }
-        mHandler.OnEvent(mEvent);
+        return false;
     }
     mPlace = EPlace::BetweenEvents;
     return true;
 }
 
 bool ChromeTraceParser::ParseEvent()
+{
+    mEvent = &mBatch->AddEvent();
+    if (const char* const end = PlainEventReader::sRead(mScanner.GetCursor(), *mBatch, *mEvent); end != nullptr)
+    {
+        mScanner.MoveTo(end);
+        mEvent = nullptr;
+        return true;
+    }
+    *mEvent = ChromeEvent();
+    mContext.Clear();
+    if (!ParseEventMembers())
+    {
+        return false;
+    }
+    mEvent->mContext = mBatch->Keep(mContext.Finish());
+    mEvent->mMetadataName = {mBatch->Keep(mContext.GetName()), false};
+    mEvent->mHasAverage = mContext.HasAverage();
+    mEvent = nullptr;
+    return true;
+}
+
+bool ChromeTraceParser::ParseEventMembers()
 {
     mScanner.Take();
     if (mScanner.Peek() == '}')
@@ -233,66 +254,43 @@ bool ChromeTraceParser::ParseEventMember()
     {
         return false;
     }
-    const EKey key = sFindKey(token.mText);
+    const EEventKey key = gFindEventKey(token.mText);
     if (!mScanner.TakeColon())
     {
         return false;
     }
     switch (key)
     {
-    case EKey::Phase:
+    case EEventKey::Phase:
         return ParsePhase();
-    case EKey::Name:
-        return ParseText(mEvent.mName);
-    case EKey::Category:
-        return ParseText(mEvent.mCategory);
-    case EKey::Time:
-        return ParseTime(mEvent.mTime);
-    case EKey::Duration:
-        return ParseTime(mEvent.mDuration);
-    case EKey::Process:
-        return gReadTraceID(mScanner, mEvent.mProcess);
-    case EKey::Thread:
-        return gReadTraceID(mScanner, mEvent.mThread);
-    case EKey::ID:
-        return gReadTraceID(mScanner, mEvent.mID);
-    case EKey::SplitID:
+    case EEventKey::Name:
+        return ParseText(&ChromeEvent::mName);
+    case EEventKey::Category:
+        return ParseText(&ChromeEvent::mCategory);
+    case EEventKey::Time:
+        return ParseTime(&ChromeEvent::mTime);
+    case EEventKey::Duration:
+        return ParseTime(&ChromeEvent::mDuration);
+    case EEventKey::Process:
+        return ParseID(&ChromeEvent::mProcess);
+    case EEventKey::Thread:
+        return ParseID(&ChromeEvent::mThread);
+    case EEventKey::ID:
+        return ParseID(&ChromeEvent::mID);
+    case EEventKey::SplitID:
         return ParseSplitID();
-    case EKey::Arguments:
-        // No text is made for an event that is known to be left out.
-        return mEvent.mPhase == 0 || mEvent.mPhase == gMetadataPhase || gIsIntervalPhase(mEvent.mPhase)
-                   ? mEvent.mContext.Read(mScanner)
-                   : mScanner.SkipValue();
-    case EKey::Other:
+    case EEventKey::Arguments:
+        return gNeedsArguments(mEvent->mPhase) ? mContext.Read(mScanner) : mScanner.SkipValue();
+    case EEventKey::Other:
         break;
     }
     return mScanner.SkipValue();
 }
 
-ChromeTraceParser::EKey ChromeTraceParser::sFindKey(std::string_view text)
-{
-    switch (text.size())
-    {
-    case 2:
-        return text == "ts" ? EKey::Time : text == "ph" ? EKey::Phase : text == "id" ? EKey::ID : EKey::Other;
-    case 3:
-        return text == "pid"   ? EKey::Process
-               : text == "tid" ? EKey::Thread
-               : text == "dur" ? EKey::Duration
-               : text == "cat" ? EKey::Category
-               : text == "id2" ? EKey::SplitID
-                               : EKey::Other;
-    case 4:
-        return text == "name" ? EKey::Name : text == "args" ? EKey::Arguments : EKey::Other;
-    default:
-        return EKey::Other;
-    }
-}
-
 bool ChromeTraceParser::ParsePhase()
 {
-    mEvent.mPhase = 0;
-    mEvent.mLongPhase.clear();
+    mEvent->mPhase = 0;
+    mEvent->mLongPhase = {};
     if (mScanner.Peek() != '"')
     {
         return mScanner.SkipValue();
@@ -304,19 +302,25 @@ bool ChromeTraceParser::ParsePhase()
     }
     if (token.mText.size() == 1)
     {
-        mEvent.mPhase = token.mText.front();
+        mEvent->mPhase = token.mText.front();
     }
     else
     {
-        mEvent.mLongPhase.assign(token.mText);
+        mEvent->mLongPhase = Keep(token);
     }
     return true;
 }
 
-/// A number counts as its spelling. Anything else is no text.
-bool ChromeTraceParser::ParseText(FieldText& text)
+/// The text stays until the window goes.
+std::string_view ChromeTraceParser::Keep(const JsonToken& token)
 {
-    text.Clear();
+    return token.mIsInWindow ? token.mText : mBatch->Keep(token.mText);
+}
+
+/// A number counts as its spelling. Anything else is passed over, and is no text.
+bool ChromeTraceParser::ReadStringOrNumber(std::optional<EventText>& text)
+{
+    text.reset();
     const int first = mScanner.Peek();
     const bool isString = first == '"';
     if (!isString && first != '-' && (first < '0' || first > '9'))
@@ -328,14 +332,40 @@ bool ChromeTraceParser::ParseText(FieldText& text)
     {
         return false;
     }
-    text.Set(token);
+    text = {Keep(token), token.mIsNonAscii};
     return true;
 }
 
-bool ChromeTraceParser::ParseTime(FieldTime& time)
+bool ChromeTraceParser::ParseText(EventText ChromeEvent::*member)
 {
-    time.mIsMissing = false;
-    time.mState = EDecimal::NotANumber;
+    std::optional<EventText> text;
+    if (!ReadStringOrNumber(text))
+    {
+        return false;
+    }
+    mEvent->*member = text.value_or(EventText());
+    return true;
+}
+
+bool ChromeTraceParser::ParseID(TraceIDView ChromeEvent::*member)
+{
+    std::optional<EventText> text;
+    if (!ReadStringOrNumber(text))
+    {
+        return false;
+    }
+    TraceIDView& id = mEvent->*member;
+    id = {};
+    if (text)
+    {
+        id.Assign(text->mText);
+    }
+    return true;
+}
+
+bool ChromeTraceParser::ParseTime(EventTime ChromeEvent::*member)
+{
+    mEvent->*member = {false, EDecimal::NotANumber, {}};
     JsonToken token;
     switch (mScanner.Peek())
     {
@@ -346,7 +376,7 @@ bool ChromeTraceParser::ParseTime(FieldTime& time)
         }
         break;
     case 'n':
-        time.mIsMissing = true;
+        (mEvent->*member).mIsMissing = true;
         return mScanner.SkipValue();
     case 't':
     case 'f':
@@ -362,6 +392,7 @@ bool ChromeTraceParser::ParseTime(FieldTime& time)
     }
     if (!token.mIsCut)
     {
+        EventTime& time = mEvent->*member;
         time.mState = gParseDecimalMicroseconds(token.mText, time.mTime);
     }
     return true;
@@ -386,10 +417,10 @@ bool ChromeTraceParser::ParseSplitID()
         {
             return false;
         }
-        TraceID* const target = key.mText == "local"    ? &mEvent.mLocalID
-                                : key.mText == "global" ? &mEvent.mGlobalID
-                                                        : nullptr;
-        if (!mScanner.TakeColon() || !(target != nullptr ? gReadTraceID(mScanner, *target) : mScanner.SkipValue()) ||
+        TraceIDView ChromeEvent::*const member = key.mText == "local"    ? &ChromeEvent::mLocalID
+                                                 : key.mText == "global" ? &ChromeEvent::mGlobalID
+                                                                         : nullptr;
+        if (!mScanner.TakeColon() || !(member != nullptr ? ParseID(member) : mScanner.SkipValue()) ||
             !TakeSeparator('}', isEnd))
         {
             return false;

@@ -1,25 +1,29 @@
 #pragma once
 
-#include "Importers/ChromeEvent.h"
+#include "Importers/ContextBuilder.h"
+#include "Importers/EventBatch.h"
 #include "Importers/JsonScanner.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Importers
 {
-/// Takes the entries of a trace in the order of the file.
-class ChromeEventHandler
+/// Where a parser gets text from and leaves events.
+class BatchSource
 {
 public:
-    virtual ~ChromeEventHandler() = default;
+    virtual ~BatchSource() = default;
 
-    /// The event is the caller's and valid during the call.
-    virtual void OnEvent(ChromeEvent& event) = 0;
-    /// An entry that is not an object.
-    virtual void OnOtherValue() = 0;
+    /// A batch without events whose window is the next piece of the text; empty at the end, and then again each time.
+    /// It is the caller's until it sends it. The caller may have two at once.
+    virtual EventBatch& Receive() = 0;
+    /// All events of the batch are whole.
+    virtual void Send(EventBatch& batch) = 0;
 };
 
 /// A place where the text is not as it should be.
@@ -39,9 +43,10 @@ struct TextFault
 class ChromeTraceParser final : private WindowSource
 {
 public:
-    ChromeTraceParser(WindowSource& source, ChromeEventHandler& handler);
+    explicit ChromeTraceParser(BatchSource& source);
 
-    /// False when the text is no trace: GetFaults then has one entry that says why.
+    /// All batches have been sent by the end. False when the text is no trace: GetFaults then has one entry that says
+    /// why.
     [[nodiscard]] bool Parse();
 
     /// In the order of the text.
@@ -56,8 +61,6 @@ private:
         BetweenEvents,
         InEvent,
     };
-    enum class EKey : std::uint8_t;
-
     /// That reading goes on behind; more are not noted.
     static constexpr std::size_t sMostFaults = 16;
 
@@ -70,21 +73,28 @@ private:
     bool ParseEvents();
     bool ParseEntry();
     bool ParseEvent();
+    bool ParseEventMembers();
     bool ParseEventMember();
     bool ParsePhase();
-    bool ParseText(FieldText& text);
-    bool ParseTime(FieldTime& time);
+    // The event may move while a value is read, so what is to be set is told by its name.
+    bool ParseText(EventText ChromeEvent::*member);
+    bool ParseTime(EventTime ChromeEvent::*member);
+    bool ParseID(TraceIDView ChromeEvent::*member);
     bool ParseSplitID();
-    static EKey sFindKey(std::string_view text);
+    bool ReadStringOrNumber(std::optional<EventText>& text);
+    std::string_view Keep(const JsonToken& token);
 
     /// Takes the comma or the end of a list. `isEnd` says which.
     bool TakeSeparator(char end, bool& isEnd);
     void NoteScannerFault();
     std::string DescribeEnd() const;
 
-    WindowSource& mSource;
-    ChromeEventHandler& mHandler;
-    ChromeEvent mEvent;
+    BatchSource& mSource;
+    /// That of the window; null before the first.
+    EventBatch* mBatch = nullptr;
+    /// The one that is being read, in the batch.
+    ChromeEvent* mEvent = nullptr;
+    ContextBuilder mContext;
     JsonScanner mScanner;
     std::vector<TextFault> mFaults;
     std::uint64_t mTextSize = 0;

@@ -25,6 +25,9 @@ struct RecordingInfo
     std::int32_t mProcessID = 0;
     double mEndTimeMs = 0.0;
     std::uint64_t mNumIntervals = 0;
+    /// At most so many names, and contexts, are new.
+    std::size_t mNumNames = 0;
+    std::size_t mNumContexts = 0;
 };
 
 /// One event of the recording. The texts are valid during the call.
@@ -39,6 +42,8 @@ struct RecordedEvent
     std::string_view mName;
     /// Of Begin only; empty when there is none.
     std::string_view mContext;
+    /// XXH64 of the context, where there is one.
+    std::uint64_t mContextID = 0;
     /// The name, or the context, comes for the first time in this recording. A context may be new more than once.
     bool mIsNewName = false;
     bool mIsNewContext = false;

@@ -30,10 +30,14 @@ IntervalCollector::IntervalCollector(const std::optional<std::string>& process, 
     }
 }
 
-void IntervalCollector::OnEvent(ChromeEvent& event)
+void IntervalCollector::Add(const ChromeEvent& event)
 {
     ++mReport.mNumEvents;
-    if (gIsIntervalPhase(event.mPhase))
+    if (!event.mIsObject)
+    {
+        Reject(ERejection::NotAnObject);
+    }
+    else if (gIsIntervalPhase(event.mPhase))
     {
         AddIntervalEvent(event);
     }
@@ -47,55 +51,50 @@ void IntervalCollector::OnEvent(ChromeEvent& event)
     }
 }
 
-void IntervalCollector::OnOtherValue()
-{
-    ++mReport.mNumEvents;
-    Reject(ERejection::NotAnObject);
-}
-
 void IntervalCollector::CountSkipped(const ChromeEvent& event)
 {
     // A hostile file could have as many phases as events.
     constexpr std::size_t mostPhases = 256;
     constexpr std::size_t longestPhase = 32;
 
-    std::string phase(1, event.mPhase);
-    if (event.mPhase == 0)
-    {
-        phase = event.mLongPhase;
-    }
+    const std::string_view phase = event.mPhase != 0 ? std::string_view(&event.mPhase, 1) : event.mLongPhase;
     if (phase.empty())
     {
         Reject(ERejection::NoPhase);
         return;
     }
     ++mReport.mNumSkipped;
-    std::string valid;
-    gAppendValidUtf8(valid, phase);
-    valid = gCutUtf8(valid, longestPhase);
-    const bool isKnown = mReport.mSkippedByPhase.contains(valid);
-    ++mReport.mSkippedByPhase[isKnown || mReport.mSkippedByPhase.size() < mostPhases ? valid : "(others)"];
+    std::uint64_t*& counter = mSkippedByLetter[static_cast<unsigned char>(event.mPhase)];
+    if (event.mPhase == 0 || counter == nullptr)
+    {
+        std::string valid;
+        gAppendValidUtf8(valid, phase);
+        valid = gCutUtf8(valid, longestPhase);
+        const bool isKnown = mReport.mSkippedByPhase.contains(valid);
+        counter = &mReport.mSkippedByPhase[isKnown || mReport.mSkippedByPhase.size() < mostPhases ? valid : "(others)"];
+    }
+    ++*counter;
 }
 
 void IntervalCollector::AddMetadata(const ChromeEvent& event)
 {
     ++mReport.mNumMetadata;
-    const std::string& name = event.mContext.GetName();
+    const std::string_view name = MakeValid(event.mMetadataName);
     if (name.empty())
     {
         return;
     }
-    if (event.mName.GetText() == "process_name")
+    if (event.mName.mText == "process_name")
     {
-        mThreads.GetProcesses()[mThreads.FindProcess(event.mProcess)].mName = name;
+        mThreads.GetProcesses()[mThreads.FindProcess(event.mProcess.ToID())].mName = name;
     }
-    else if (event.mName.GetText() == "thread_name")
+    else if (event.mName.mText == "thread_name")
     {
         mThreads.GetThreads()[mThreads.FindThread(event.mProcess, event.mThread)].mName = name;
     }
 }
 
-void IntervalCollector::AddIntervalEvent(ChromeEvent& event)
+void IntervalCollector::AddIntervalEvent(const ChromeEvent& event)
 {
     const std::uint32_t index = mThreads.FindThread(event.mProcess, event.mThread);
     TraceThread& thread = mThreads.GetThreads()[index];
@@ -124,9 +123,9 @@ void IntervalCollector::AddIntervalEvent(ChromeEvent& event)
     }
 }
 
-void IntervalCollector::AddComplete(TraceThread& thread, ChromeEvent& event)
+void IntervalCollector::AddComplete(TraceThread& thread, const ChromeEvent& event)
 {
-    if (event.mContext.HasAverage() && event.mName.GetText().starts_with(sSummaryPrefix))
+    if (event.mHasAverage && event.mName.mText.starts_with(sSummaryPrefix))
     {
         ++mReport.mNumSummaries;
         return;
@@ -136,7 +135,7 @@ void IntervalCollector::AddComplete(TraceThread& thread, ChromeEvent& event)
     {
         return;
     }
-    const FieldTime& duration = event.mDuration;
+    const EventTime& duration = event.mDuration;
     if (duration.mIsMissing)
     {
         ++mReport.mNumUnfinished;
@@ -162,13 +161,13 @@ void IntervalCollector::AddComplete(TraceThread& thread, ChromeEvent& event)
     }
     interval.mEnd = *end;
     interval.mName = InternName(event.mName);
-    interval.mContext = mContexts.Add(event.mContext.Finish());
+    interval.mContext = mContexts.Add(event.mContext);
     interval.mOrder = static_cast<std::uint32_t>(mReport.mNumEvents);
     thread.mIntervals.Add(interval);
     ++mReport.mNumComplete;
 }
 
-void IntervalCollector::AddMark(TraceThread& thread, ChromeEvent& event)
+void IntervalCollector::AddMark(TraceThread& thread, const ChromeEvent& event)
 {
     std::int64_t time = 0;
     if (ReadTime(event.mTime, time))
@@ -177,7 +176,7 @@ void IntervalCollector::AddMark(TraceThread& thread, ChromeEvent& event)
     }
 }
 
-void IntervalCollector::AddAsyncMark(ChromeEvent& event, std::uint32_t process)
+void IntervalCollector::AddAsyncMark(const ChromeEvent& event, std::uint32_t process)
 {
     std::int64_t time = 0;
     if (!ReadTime(event.mTime, time))
@@ -203,7 +202,7 @@ void IntervalCollector::Reject(ERejection reason)
     ++mReport.mRejectedByReason[static_cast<std::size_t>(reason)];
 }
 
-bool IntervalCollector::ReadTime(const FieldTime& field, std::int64_t& time)
+bool IntervalCollector::ReadTime(const EventTime& field, std::int64_t& time)
 {
     if (field.mIsMissing)
     {
@@ -225,44 +224,44 @@ bool IntervalCollector::ReadTime(const FieldTime& field, std::int64_t& time)
     return true;
 }
 
-Mark IntervalCollector::MakeMark(ChromeEvent& event, std::int64_t time, bool isEnd)
+Mark IntervalCollector::MakeMark(const ChromeEvent& event, std::int64_t time, bool isEnd)
 {
-    const bool isNameless = isEnd && event.mName.GetText().empty();
-    return {time, isNameless ? Mark::sNoName : InternName(event.mName), mContexts.Add(event.mContext.Finish()),
+    const bool isNameless = isEnd && event.mName.mText.empty();
+    return {time, isNameless ? Mark::sNoName : InternName(event.mName), mContexts.Add(event.mContext),
         static_cast<std::uint32_t>(mReport.mNumEvents), isEnd};
 }
 
-std::uint32_t IntervalCollector::InternName(const FieldText& name)
+std::uint32_t IntervalCollector::InternName(const EventText& name)
 {
-    return mNames.Intern(name.GetText().empty() ? sUnnamed : MakeValid(name));
+    return mNames.Intern(name.mText.empty() ? sUnnamed : MakeValid(name));
 }
 
 /// Valid until the next call.
-std::string_view IntervalCollector::MakeValid(const FieldText& text)
+std::string_view IntervalCollector::MakeValid(const EventText& text)
 {
-    if (!text.IsNonAscii() || gCountValidUtf8(text.GetText()) == text.GetText().size())
+    if (!text.mIsNonAscii || gCountValidUtf8(text.mText) == text.mText.size())
     {
-        return text.GetText();
+        return text.mText;
     }
     mValidText.clear();
-    gAppendValidUtf8(mValidText, text.GetText());
+    gAppendValidUtf8(mValidText, text.mText);
     return mValidText;
 }
 
 /// Operations are the same when category and id are; a local id counts within its process.
 std::uint32_t IntervalCollector::InternKey(const ChromeEvent& event)
 {
-    const auto append = [this](char kind, const TraceID& id) {
+    const auto append = [this](char kind, const TraceIDView& id) {
         mKeyText += kind;
-        mKeyText += id.mKind == TraceID::EKind::Number ? std::to_string(id.mNumber) : id.mText;
+        mKeyText += id.mKind == TraceID::EKind::Number ? std::to_string(id.mNumber) : std::string(id.mText);
         mKeyText += '\0';
     };
 
-    mKeyText.assign(event.mCategory.GetText());
+    mKeyText.assign(event.mCategory.mText);
     mKeyText += '\0';
     if (!event.mLocalID.IsMissing())
     {
-        append('p', event.mProcess.IsMissing() ? TraceID::sFromNumber(0) : event.mProcess);
+        append('p', event.mProcess.IsMissing() ? TraceIDView{TraceID::EKind::Number, 0, {}} : event.mProcess);
         append('l', event.mLocalID);
     }
     else

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "Importers/ChromeTraceParser.h"
+#include "Importers/ChromeEvent.h"
 #include "Importers/ImportReport.h"
 #include "Importers/Interval.h"
 #include "Importers/RecordArray.h"
 #include "Importers/TextTable.h"
 #include "Importers/ThreadTable.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,14 +16,14 @@
 namespace Importers
 {
 /// Turns the entries of a trace into intervals of threads, and counts what it leaves out.
-class IntervalCollector final : public ChromeEventHandler
+class IntervalCollector
 {
 public:
     /// With `process` only that one is imported. `report` must outlive the collector.
     IntervalCollector(const std::optional<std::string>& process, ImportReport& report);
 
-    void OnEvent(ChromeEvent& event) override;
-    void OnOtherValue() override;
+    /// In the order of the file.
+    void Add(const ChromeEvent& event);
 
     /// Pairs begins and ends. No more events after this.
     void Finish();
@@ -34,15 +35,15 @@ public:
 private:
     void CountSkipped(const ChromeEvent& event);
     void AddMetadata(const ChromeEvent& event);
-    void AddIntervalEvent(ChromeEvent& event);
-    void AddComplete(TraceThread& thread, ChromeEvent& event);
-    void AddMark(TraceThread& thread, ChromeEvent& event);
-    void AddAsyncMark(ChromeEvent& event, std::uint32_t process);
+    void AddIntervalEvent(const ChromeEvent& event);
+    void AddComplete(TraceThread& thread, const ChromeEvent& event);
+    void AddMark(TraceThread& thread, const ChromeEvent& event);
+    void AddAsyncMark(const ChromeEvent& event, std::uint32_t process);
     void Reject(ERejection reason);
-    bool ReadTime(const FieldTime& field, std::int64_t& time);
-    Mark MakeMark(ChromeEvent& event, std::int64_t time, bool isEnd);
-    std::uint32_t InternName(const FieldText& name);
-    std::string_view MakeValid(const FieldText& text);
+    bool ReadTime(const EventTime& field, std::int64_t& time);
+    Mark MakeMark(const ChromeEvent& event, std::int64_t time, bool isEnd);
+    std::uint32_t InternName(const EventText& name);
+    std::string_view MakeValid(const EventText& text);
     std::uint32_t InternKey(const ChromeEvent& event);
 
     void PairMarks();
@@ -58,6 +59,8 @@ private:
     /// Of asynchronous operations.
     NameTable mKeys;
     RecordArray<AsyncMark> mAsyncMarks;
+    /// Of the report, by the letter of the phase, once that has occurred.
+    std::array<std::uint64_t*, 256> mSkippedByLetter{};
     std::string mValidText;
     std::string mKeyText;
 };

@@ -163,9 +163,10 @@ public:
     /// Of the cursor, in the text.
     std::uint64_t GetOffset() const { return mWindowOffset + static_cast<std::uint64_t>(mCursor - mWindow); }
 
-private:
-    static constexpr std::uint64_t sEachByte = 0x0101010101010101;
-    static constexpr std::uint64_t sHighBits = 0x8080808080808080;
+    /// Where the text goes on in the window; Take and Peek leave it there. The caller may move it behind values that it
+    /// has read by itself, within the window.
+    const char* GetCursor() const { return mCursor; }
+    void MoveTo(const char* cursor) { mCursor = cursor; }
 
     static bool sIsWhitespace(unsigned char character)
     {
@@ -173,6 +174,12 @@ private:
     }
 
     static constexpr std::ptrdiff_t sLongestPlainNumber = 64;
+    /// The end of the number at `cursor`, or null when it is not one or may go on behind `end`.
+    static const char* sFindNumberEnd(const char* cursor, const char* end);
+
+private:
+    static constexpr std::uint64_t sEachByte = 0x0101010101010101;
+    static constexpr std::uint64_t sHighBits = 0x8080808080808080;
 
     static bool sIsDigit(int character) { return character >= '0' && character <= '9'; }
 
@@ -212,50 +219,6 @@ private:
         return cursor;
     }
 
-    /// The end of the number at `cursor`, or null when it is not one or may go on behind `end`.
-    static const char* sFindNumberEnd(const char* cursor, const char* end)
-    {
-        const auto skipDigits = [&cursor, end] {
-            const char* const start = cursor;
-            while (cursor != end && sIsDigit(*cursor))
-            {
-                ++cursor;
-            }
-            return cursor != start;
-        };
-
-        if (cursor != end && *cursor == '-')
-        {
-            ++cursor;
-        }
-        const char* const start = cursor;
-        if (!skipDigits() || (*start == '0' && cursor - start > 1))
-        {
-            return nullptr;
-        }
-        if (cursor != end && *cursor == '.')
-        {
-            ++cursor;
-            if (!skipDigits())
-            {
-                return nullptr;
-            }
-        }
-        if (cursor != end && (*cursor == 'e' || *cursor == 'E')) [[unlikely]]
-        {
-            ++cursor;
-            if (cursor != end && (*cursor == '+' || *cursor == '-'))
-            {
-                ++cursor;
-            }
-            if (!skipDigits())
-            {
-                return nullptr;
-            }
-        }
-        return cursor == end ? nullptr : cursor;
-    }
-
     [[gnu::noinline]] bool Refill();
     /// What Peek gives is not what it should be. Always false.
     [[gnu::cold]] bool FailToFind(const char* reason);
@@ -288,4 +251,47 @@ private:
     bool mIsAtEnd = false;
     bool mIsStopped = false;
 };
+
+inline const char* JsonScanner::sFindNumberEnd(const char* cursor, const char* end)
+{
+    const auto skipDigits = [&cursor, end] {
+        const char* const start = cursor;
+        while (cursor != end && sIsDigit(*cursor))
+        {
+            ++cursor;
+        }
+        return cursor != start;
+    };
+
+    if (cursor != end && *cursor == '-')
+    {
+        ++cursor;
+    }
+    const char* const start = cursor;
+    if (!skipDigits() || (*start == '0' && cursor - start > 1))
+    {
+        return nullptr;
+    }
+    if (cursor != end && *cursor == '.')
+    {
+        ++cursor;
+        if (!skipDigits())
+        {
+            return nullptr;
+        }
+    }
+    if (cursor != end && (*cursor == 'e' || *cursor == 'E')) [[unlikely]]
+    {
+        ++cursor;
+        if (cursor != end && (*cursor == '+' || *cursor == '-'))
+        {
+            ++cursor;
+        }
+        if (!skipDigits())
+        {
+            return nullptr;
+        }
+    }
+    return cursor == end ? nullptr : cursor;
+}
 }

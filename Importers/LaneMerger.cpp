@@ -104,6 +104,7 @@ bool LaneMerger::SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink
     {
         StoredText& context = mContexts.Get(interval.mContext);
         event.mContext = context.GetText();
+        event.mContextID = context.mHash;
         event.mIsNewContext = MarkSent(context);
     }
     cursor.mOpen.push_back(interval.mEnd);

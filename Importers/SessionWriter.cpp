@@ -1,6 +1,9 @@
 #include "Importers/SessionWriter.h"
 
 #include "ProfilerLib/session/Session.h"
+#include "ProfilerLib/session/TraceEventStream.h"
+
+#include <utility>
 
 namespace Importers
 {
@@ -33,6 +36,9 @@ bool SessionWriter::OnBegin(const RecordingInfo& info, Utility::Result& result)
     sessionInfo.ProcessID = info.mProcessID;
     sessionInfo.SessionEndTimeMs = info.mEndTimeMs;
     mEvent.mProcessID = info.mProcessID;
+    mSession.GetInstrumentationDatabase().Reserve(info.mNumNames, info.mNumContexts);
+    mSession.GetEventStream().DeferSync();
+    mThread.emplace("Text Database", std::size_t{16});
     mSession.CreateModels();
     return mSession.BeginModels(result);
 }
@@ -49,15 +55,38 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
     mEvent.mValue = event.mKind == EEventKind::ThreadStart ? unknownAddress : event.mNameID;
     mEvent.mName.assign(event.mName);
     mEvent.mContext.assign(event.mContext);
-    if (event.mIsNewName || event.mIsNewContext)
+    if (event.mIsNewName)
     {
-        mSession.GetInstrumentationDatabase().AddEvent(event.mNameID, event.mName, event.mContext);
+        mNewTexts.Add(event.mNameID, event.mName, true);
+    }
+    if (event.mIsNewContext)
+    {
+        mNewTexts.Add(event.mContextID, event.mContext, false);
+    }
+    if (mNewTexts.mEntries.size() >= sTextsAtOnce)
+    {
+        EnterTexts();
     }
     return mSession.AddEvent(mEvent, result);
 }
 
+void SessionWriter::EnterTexts()
+{
+    mThread->Post([&database = mSession.GetInstrumentationDatabase(), news = std::exchange(mNewTexts, {})] {
+        std::string_view texts = news.mTexts;
+        for (const NewTexts::Entry& entry : news.mEntries)
+        {
+            const std::string_view text = texts.substr(0, entry.mLength);
+            texts.remove_prefix(entry.mLength);
+            entry.mIsName ? database.AddName(entry.mID, text) : database.AddContext(entry.mID, text);
+        }
+    });
+}
+
 bool SessionWriter::OnEnd(Utility::Result& result)
 {
+    EnterTexts();
+    mThread->Finish();
     return mSession.EndModels(result);
 }
 }

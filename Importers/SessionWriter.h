@@ -2,6 +2,13 @@
 
 #include "Importers/EventSink.h"
 #include "ProfilerLib/session/TraceEvent.h"
+#include "System/SerialThread.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace Profiler
 {
@@ -11,7 +18,9 @@ class Session;
 namespace Importers
 {
 /// Records into a session that is new: the one way from an importer into a capture. It fills the SessionInfo, makes the
-/// models, adds every event, enters names and contexts into the session's database, and saves at the end.
+/// models, adds every event, enters names and contexts into the session's database, and saves at the end. The database
+/// is filled by a thread of its own while events are added; nothing but this class may use it before the end. What is
+/// written is on the disk once OnEnd has returned true, and not before.
 class SessionWriter final : public EventSink
 {
 public:
@@ -23,8 +32,35 @@ public:
     [[nodiscard]] bool OnEnd(Utility::Result& result) override;
 
 private:
+    /// Names and contexts on their way to the database.
+    struct NewTexts
+    {
+        struct Entry
+        {
+            std::uint64_t mID;
+            std::uint32_t mLength;
+            bool mIsName;
+        };
+
+        void Add(std::uint64_t id, std::string_view text, bool isName)
+        {
+            mEntries.push_back({id, static_cast<std::uint32_t>(text.size()), isName});
+            mTexts.append(text);
+        }
+
+        std::vector<Entry> mEntries;
+        /// One behind the other.
+        std::string mTexts;
+    };
+    static constexpr std::size_t sTextsAtOnce = 2048;
+
+    void EnterTexts();
+
     Profiler::Session& mSession;
     /// Reused for every event, so that its texts keep their room.
     Profiler::TraceEvent mEvent;
+    NewTexts mNewTexts;
+    /// From OnBegin on.
+    std::optional<System::SerialThread> mThread;
 };
 }

@@ -92,16 +92,14 @@ TextArena::Reference ContextTable::Add(std::string_view text)
         return TextArena::sNone;
     }
     const std::uint64_t hash = Utility::gXXH64(text);
-    TextArena::Reference& recent = mRecent[hash % sNumRecent];
-    if (recent != TextArena::sNone)
+    Recent& recent = mRecent[hash % sNumRecent];
+    const auto shortHash = static_cast<std::uint32_t>(hash >> 32);
+    if (recent.mText != TextArena::sNone && recent.mHash == shortHash && mArena.Get(recent.mText).GetText() == text)
     {
-        const StoredText& stored = mArena.Get(recent);
-        if (stored.mHash == hash && stored.GetText() == text)
-        {
-            return recent;
-        }
+        return recent.mText;
     }
-    recent = mArena.Add(text, hash);
-    return recent;
+    recent = {shortHash, mArena.Add(text, hash)};
+    ++mSize;
+    return recent.mText;
 }
 }

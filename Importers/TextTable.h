@@ -81,11 +81,20 @@ public:
     /// TextArena::sNone for an empty text, and when the table is full.
     TextArena::Reference Add(std::string_view text);
     StoredText& Get(TextArena::Reference reference) { return mArena.Get(reference); }
+    /// Also those that are stored more than once.
+    std::size_t GetSize() const { return mSize; }
 
 private:
+    struct Recent
+    {
+        /// The part that does not say where it is: what is stored is looked at only when it is very likely the same.
+        std::uint32_t mHash = 0;
+        TextArena::Reference mText = TextArena::sNone;
+    };
     static constexpr std::size_t sNumRecent = 16 * 1024;
 
     TextArena mArena;
-    std::vector<TextArena::Reference> mRecent = std::vector<TextArena::Reference>(sNumRecent, TextArena::sNone);
+    std::vector<Recent> mRecent = std::vector<Recent>(sNumRecent);
+    std::size_t mSize = 0;
 };
 }

@@ -49,7 +49,7 @@ public:
     std::uint32_t FindProcess(const TraceID& id);
     /// The thread of an event with these ids: without a process it is that of number 0, without a thread it is named
     /// after its process.
-    std::uint32_t FindThread(const TraceID& process, const TraceID& thread);
+    std::uint32_t FindThread(const TraceIDView& process, const TraceIDView& thread);
     std::uint32_t FindAsyncThread(std::uint32_t process, std::string_view category);
 
     std::vector<TraceProcess>& GetProcesses() { return mProcesses; }

@@ -43,22 +43,17 @@ bool ParseWholeNumber(std::string_view text, std::int64_t& number)
 
 TraceID TraceID::sFromText(std::string_view text)
 {
-    TraceID id;
+    TraceIDView id;
     id.Assign(text);
-    return id;
+    return id.ToID();
 }
 
-void TraceID::Assign(std::string_view text)
+void TraceIDView::Assign(std::string_view text)
 {
-    if (ParseWholeNumber(text, mNumber))
-    {
-        mKind = EKind::Number;
-        mText.clear();
-        return;
-    }
-    mKind = EKind::Text;
-    mNumber = 0;
-    mText.assign(text);
+    const bool isNumber = ParseWholeNumber(text, mNumber);
+    mKind = isNumber ? TraceID::EKind::Number : TraceID::EKind::Text;
+    mNumber = isNumber ? mNumber : 0;
+    mText = isNumber ? std::string_view() : text;
 }
 
 bool TraceID::FitsInt32() const
@@ -76,23 +71,5 @@ std::string TraceID::ToString() const
     std::string text;
     gAppendValidUtf8(text, mText);
     return text;
-}
-
-bool gReadTraceID(JsonScanner& scanner, TraceID& id)
-{
-    id.Clear();
-    JsonToken token;
-    const int first = scanner.Peek();
-    const bool isString = first == '"';
-    if (!isString && first != '-' && (first < '0' || first > '9'))
-    {
-        return scanner.SkipValue();
-    }
-    if (!(isString ? scanner.ReadString(token) : scanner.ReadNumber(token)))
-    {
-        return false;
-    }
-    id.Assign(token.mText);
-    return true;
 }
 }

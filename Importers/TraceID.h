@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Importers/JsonScanner.h"
-
 #include <compare>
 #include <cstdint>
 #include <string>
@@ -29,9 +27,6 @@ struct TraceID
     static TraceID sFromNumber(std::int64_t number) { return {EKind::Number, number, {}}; }
     static TraceID sFromText(std::string_view text);
 
-    /// Reuses the room of the text.
-    void Assign(std::string_view text);
-    void Clear() { mKind = EKind::Missing; }
     bool IsMissing() const { return mKind == EKind::Missing; }
     bool FitsInt32() const;
     /// As the trace has it, as valid UTF-8.
@@ -41,6 +36,16 @@ struct TraceID
     auto operator<=>(const TraceID&) const = default;
 };
 
-/// Reads a value: anything but a number or a string leaves the id missing.
-[[nodiscard]] bool gReadTraceID(JsonScanner& scanner, TraceID& id);
+/// The same in an event, whose text is elsewhere.
+struct TraceIDView
+{
+    TraceID::EKind mKind = TraceID::EKind::Missing;
+    std::int64_t mNumber = 0;
+    /// Empty for a number.
+    std::string_view mText;
+
+    void Assign(std::string_view text);
+    bool IsMissing() const { return mKind == TraceID::EKind::Missing; }
+    TraceID ToID() const { return {mKind, mNumber, std::string(mText)}; }
+};
 }

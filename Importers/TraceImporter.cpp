@@ -2,6 +2,7 @@
 
 #include "Importers/ChromeTraceParser.h"
 #include "Importers/DecimalTime.h"
+#include "Importers/EventPipeline.h"
 #include "Importers/EventSink.h"
 #include "Importers/IntervalCollector.h"
 #include "Importers/LaneMerger.h"
@@ -24,30 +25,6 @@ bool IsCancelled(const ImportOptions& options)
     // The flag orders nothing else.
     return options.mCancelled != nullptr && options.mCancelled->load(std::memory_order_relaxed);
 }
-
-/// The windows of a file as long as the import goes on.
-class WatchedReader final : public WindowSource
-{
-public:
-    WatchedReader(TraceReader& reader, const ImportOptions& options) : mReader(reader), mOptions(options) {}
-
-    std::span<const char> NextWindow() override
-    {
-        if (IsCancelled(mOptions))
-        {
-            return {};
-        }
-        if (mOptions.mProgress)
-        {
-            mOptions.mProgress({ImportProgress::EPhase::Reading, mReader.GetFilePosition(), mReader.GetFileSize()});
-        }
-        return mReader.NextWindow();
-    }
-
-private:
-    TraceReader& mReader;
-    const ImportOptions& mOptions;
-};
 
 /// One import, from the file to the sink.
 class Import
@@ -93,10 +70,23 @@ bool Import::Read()
         return false;
     }
     mReport.mFileSize = reader->GetFileSize();
-    WatchedReader source(*reader, mOptions);
-    ChromeTraceParser parser(source, mCollector);
-    const bool isTrace = parser.Parse();
-    mReport.mTextSize = parser.GetTextSize();
+    EventPipeline pipeline(*reader);
+    while (const EventBatch* const batch = pipeline.Next())
+    {
+        if (IsCancelled(mOptions))
+        {
+            return Cancel();
+        }
+        if (mOptions.mProgress)
+        {
+            mOptions.mProgress({ImportProgress::EPhase::Reading, batch->mFilePosition, mReport.mFileSize});
+        }
+        mReport.mTextSize += batch->GetWindow().size();
+        for (const ChromeEvent& event : batch->GetEvents())
+        {
+            mCollector.Add(event);
+        }
+    }
     if (IsCancelled(mOptions))
     {
         return Cancel();
@@ -105,8 +95,8 @@ bool Import::Read()
     {
         return mResult.FailText(Serialization::FileReadFailed, reader->GetError().ToString());
     }
-    NoteDamage(parser, *reader);
-    return isTrace || FailToRead();
+    NoteDamage(pipeline.GetParser(), *reader);
+    return pipeline.IsTrace() || FailToRead();
 }
 
 void Import::NoteDamage(const ChromeTraceParser& parser, const TraceReader& reader)
@@ -215,7 +205,9 @@ bool Import::Write(EventSink& sink)
 
     const auto duration =
         static_cast<std::uint64_t>(mReport.mLastTimeNs) - static_cast<std::uint64_t>(mReport.mFirstTimeNs);
-    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals}, mResult))
+    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals,
+                          mCollector.GetNames().GetSize(), mCollector.GetContexts().GetSize()},
+            mResult))
     {
         return false;
     }

@@ -4,6 +4,7 @@
 #include "Serialization/Error.h"
 #include "Utility/Result.h"
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -22,50 +23,49 @@ std::unique_ptr<TraceReader> TraceReader::sOpen(const std::string& path, Utility
         result.FailText(isMissing ? Serialization::FileNotFound : Serialization::FileReadFailed, error.ToString());
         return nullptr;
     }
-    reader->mInput = reader->Read();
+    reader->mInput = std::span(reader->mBuffer).first(reader->ReadFile(reader->mBuffer));
     if (reader->HasFailed())
     {
         result.FailText(Serialization::FileReadFailed, reader->mError.ToString());
         return nullptr;
     }
-    reader->mDecompressor = Decompressor::sCreate(reader->mInput, reader->mFileSize);
-    if (reader->IsCompressed())
-    {
-        reader->mText.resize(sWindowSize);
-    }
+    reader->mDecompressor = Decompressor::sCreate(reader->mInput);
     return reader;
 }
 
-std::span<const char> TraceReader::NextWindow()
+std::size_t TraceReader::Read(std::span<char> target)
 {
-    if (IsCompressed())
-    {
-        return Decompress();
-    }
-    const std::span<const std::byte> window = mInput.empty() ? Read() : std::exchange(mInput, {});
-    return {reinterpret_cast<const char*>(window.data()), window.size()};
+    return IsCompressed() ? Decompress(target) : ReadPlain(target);
 }
 
-std::span<const std::byte> TraceReader::Read()
+std::size_t TraceReader::ReadPlain(std::span<char> target)
 {
-    if (mIsAtEnd)
+    const std::size_t count = std::min(mInput.size(), target.size());
+    std::copy_n(mInput.begin(), count, std::as_writable_bytes(target).begin());
+    mInput = mInput.subspan(count);
+    return count + ReadFile(std::as_writable_bytes(target).subspan(count));
+}
+
+std::size_t TraceReader::ReadFile(std::span<std::byte> target)
+{
+    if (mIsAtEnd || target.empty())
     {
-        return {};
+        return 0;
     }
-    const std::optional<std::size_t> count = mFile.ReadAt(mFilePosition, mBuffer, mError);
-    mIsAtEnd = !count || *count < mBuffer.size();
+    const std::optional<std::size_t> count = mFile.ReadAt(mFilePosition, target, mError);
+    mIsAtEnd = !count || *count < target.size();
     mFilePosition += count.value_or(0);
-    return std::span(mBuffer).first(count.value_or(0));
+    return count.value_or(0);
 }
 
-std::span<const char> TraceReader::Decompress()
+std::size_t TraceReader::Decompress(std::span<char> target)
 {
-    std::span<char> output = mText;
+    std::span<char> output = target;
     while (!output.empty() && mDamage.empty())
     {
         if (mInput.empty())
         {
-            mInput = Read();
+            mInput = std::span(mBuffer).first(ReadFile(mBuffer));
         }
         const bool isEnd = mInput.empty();
         const std::size_t before = output.size();
@@ -82,7 +82,7 @@ std::span<const char> TraceReader::Decompress()
             break;
         }
     }
-    return std::span<const char>(mText).first(mText.size() - output.size());
+    return target.size() - output.size();
 }
 
 void TraceReader::ReportDamage(std::string reason)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Importers/JsonScanner.h"
 #include "Utility/FileError.h"
 #include "Utility/FileWriter.h"
 
@@ -21,16 +20,17 @@ namespace Importers
 {
 class Decompressor;
 
-/// The text of a trace file in windows of a reused buffer. Whether it is compressed is told by its content. Damaged
-/// compressed data ends the text early: all that was good before has been given by then.
-class TraceReader final : public WindowSource
+/// The text of a trace file, piece by piece. Whether it is compressed is told by its content. Damaged compressed data
+/// ends the text early: all that was good before has been given by then.
+class TraceReader
 {
 public:
     /// Null, with the reason in `result`, when the file cannot be read.
     static std::unique_ptr<TraceReader> sOpen(const std::string& path, Utility::Result& result);
-    ~TraceReader() override;
+    ~TraceReader();
 
-    std::span<const char> NextWindow() override;
+    /// Fills `target`, which is not empty, with what follows. Less than that, and then nothing each time, at the end.
+    std::size_t Read(std::span<char> target);
 
     /// Reading failed, and so the text ended early.
     bool HasFailed() const { return mError.mOperation != FileSystem::EFileOperation::None; }
@@ -46,13 +46,14 @@ public:
     std::uint64_t GetFilePosition() const { return mFilePosition - mInput.size(); }
 
 private:
-    static constexpr std::size_t sWindowSize = 256 * 1024;
+    static constexpr std::size_t sInputSize = 64 * 1024;
 
     TraceReader();
 
-    /// Empty at the end of the file and after an error.
-    std::span<const std::byte> Read();
-    std::span<const char> Decompress();
+    /// How much was read; 0 at the end of the file and after an error.
+    std::size_t ReadFile(std::span<std::byte> target);
+    std::size_t ReadPlain(std::span<char> target);
+    std::size_t Decompress(std::span<char> target);
     void ReportDamage(std::string reason);
 
     FileSystem::InputFile mFile;
@@ -61,11 +62,9 @@ private:
     /// Up to where the file has been read.
     std::uint64_t mFilePosition = 0;
     std::unique_ptr<Decompressor> mDecompressor;
-    std::vector<std::byte> mBuffer = std::vector<std::byte>(sWindowSize);
+    std::vector<std::byte> mBuffer = std::vector<std::byte>(sInputSize);
     /// What has been read and not been used yet, in mBuffer.
     std::span<const std::byte> mInput;
-    /// Of a compressed file.
-    std::vector<char> mText;
     std::string mDamage;
     std::uint64_t mDamageOffset = 0;
     bool mIsAtEnd = false;

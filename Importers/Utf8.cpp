@@ -87,31 +87,38 @@ void gAppendValidUtf8(std::string& target, std::string_view text)
 
 void gAppendUtf8(std::string& target, char32_t codePoint)
 {
-    const auto append = [&target](char32_t byte) {
-        target.push_back(static_cast<char>(byte));
+    char bytes[4];
+    target.append(bytes, gWriteUtf8(bytes, codePoint));
+}
+
+char* gWriteUtf8(char* target, char32_t codePoint)
+{
+    const auto write = [&target](char32_t byte) {
+        *target++ = static_cast<char>(byte);
     };
     if (codePoint < 0x80)
     {
-        append(codePoint);
+        write(codePoint);
     }
     else if (codePoint < 0x800)
     {
-        append(0xC0 | (codePoint >> 6));
-        append(0x80 | (codePoint & 0x3F));
+        write(0xC0 | (codePoint >> 6));
+        write(0x80 | (codePoint & 0x3F));
     }
     else if (codePoint < 0x10000)
     {
-        append(0xE0 | (codePoint >> 12));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
+        write(0xE0 | (codePoint >> 12));
+        write(0x80 | ((codePoint >> 6) & 0x3F));
+        write(0x80 | (codePoint & 0x3F));
     }
     else
     {
-        append(0xF0 | (codePoint >> 18));
-        append(0x80 | ((codePoint >> 12) & 0x3F));
-        append(0x80 | ((codePoint >> 6) & 0x3F));
-        append(0x80 | (codePoint & 0x3F));
+        write(0xF0 | (codePoint >> 18));
+        write(0x80 | ((codePoint >> 12) & 0x3F));
+        write(0x80 | ((codePoint >> 6) & 0x3F));
+        write(0x80 | (codePoint & 0x3F));
     }
+    return target;
 }
 
 std::string_view gCutUtf8(std::string_view text, std::size_t limit)

@@ -14,6 +14,8 @@ std::size_t gCountValidUtf8(std::string_view text);
 void gAppendValidUtf8(std::string& target, std::string_view text);
 
 void gAppendUtf8(std::string& target, char32_t codePoint);
+/// Writes at most four bytes and gives the end.
+char* gWriteUtf8(char* target, char32_t codePoint);
 
 /// The longest beginning of a valid text that has at most `limit` bytes and ends with a whole character.
 std::string_view gCutUtf8(std::string_view text, std::size_t limit);

@@ -29,6 +29,12 @@ uint64_t InstrumentationDatabase::AddEvent(uint64_t id, std::string_view name, s
     return contextID;
 }
 
+void InstrumentationDatabase::Reserve(std::size_t numEvents, std::size_t numContexts)
+{
+    mInstrumentationIDs.reserve(numEvents);
+    mContextIDs.reserve(numContexts);
+}
+
 const std::string& InstrumentationDatabase::GetEventName(uint64_t id) const
 {
     return sFind(mInstrumentationIDs, id);

@@ -32,6 +32,12 @@ public:
     /// text. Returns the context's identifier, the XXH64 of its bytes, or `cNoContext`. Copies only what is new.
     uint64_t AddEvent(uint64_t id, std::string_view name, std::string_view context);
 
+    /// The same in two parts, for one who has the context's identifier already and enters most texts once.
+    void AddName(uint64_t id, std::string_view name) { mInstrumentationIDs.try_emplace(id, name); }
+    void AddContext(uint64_t contextID, std::string_view context) { mContextIDs.try_emplace(contextID, context); }
+    /// Makes room for that many in all.
+    void Reserve(std::size_t numEvents, std::size_t numContexts);
+
     /// The identifier should be one that was added; any other, which only a damaged capture can hold, gives an empty
     /// text. The reference lives as long as the database.
     const std::string& GetEventName(uint64_t id) const;

@@ -395,7 +395,12 @@ void Session::UpdateThreads(const TraceEvent& event)
     {
         return;
     }
-    Thread& thread = GetOrCreateThread(event.mThreadID);
+    // Events of one thread come in runs.
+    if (mRecentThread == nullptr || mRecentThread->ThreadID != event.mThreadID)
+    {
+        mRecentThread = &GetOrCreateThread(event.mThreadID);
+    }
+    Thread& thread = *mRecentThread;
     switch (event.mType)
     {
     case ETraceEventType::ThreadStart:

@@ -157,6 +157,7 @@ private:
     std::vector<Model*> mPendingModels; ///< of `mModels`: made at load, and still without the events
     std::unique_ptr<TraceEventStream> mEventStream;
     ThreadMap mThreads;
+    Thread* mRecentThread = nullptr; ///< of `mThreads`: that of the event before
     std::vector<std::int32_t> mThreadOrder;
     ModuleDatabase mModuleDatabase;
     InstrumentationDatabase mInstrumentationDatabase;

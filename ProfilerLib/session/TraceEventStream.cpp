@@ -1,19 +1,19 @@
 #include "ProfilerLib/session/TraceEventStream.h"
 
+#include "ProfilerLib/session/DeferredChunkWriter.h"
 #include "ProfilerLib/session/Session.h"
 #include "Serialization/BinaryFormat.h"
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/ObjectFactory.h"
 #include "Serialization/RootObjects.h"
 #include "Utility/FileSystem.h"
-#include "Utility/FileWriter.h"
 #include "Utility/Format.h"
 #include "Utility/Trace.h"
 
 #include <algorithm>
 #include <cinttypes>
 #include <limits>
-#include <span>
+#include <new>
 
 namespace Profiler
 {
@@ -51,6 +51,10 @@ bool TraceEventStream::AddEvent(const TraceEvent& event, Utility::Result& result
     {
         mFirstPendingTime = event.mTime;
     }
+    if (mDeferred != nullptr)
+    {
+        return AddDeferred(numPending, result);
+    }
     if (numPending >= cChunkEvents) [[unlikely]]
     {
         return Flush(result);
@@ -58,8 +62,51 @@ bool TraceEventStream::AddEvent(const TraceEvent& event, Utility::Result& result
     return !mIsIndexDue || WriteIndex(result);
 }
 
+void TraceEventStream::DeferSync()
+{
+    mDeferred = std::make_unique<DeferredChunkWriter>(mDataPath);
+}
+
+/// Leaves the pending records to the thread when there are many. Where a chunk ends does not matter for that.
+bool TraceEventStream::AddDeferred(std::uint64_t numPending, Utility::Result& result)
+{
+    if (numPending >= cChunkEvents)
+    {
+        EndDeferredChunk();
+    }
+    return mPendingEvents.GetSize() < DeferredChunkWriter::cPieceSize || mDeferred->Write(mPendingEvents, result);
+}
+
+void TraceEventStream::EndDeferredChunk()
+{
+    const std::uint64_t start = GetDataEnd();
+    const std::uint64_t end = mDeferred->GetSize() + mPendingEvents.GetSize();
+    const Utility::MutexLock lock{mMutex};
+    mChunks.push_back({mFirstPendingTime, mLastTime, start, end - start});
+    mNumStoredEvents += mNumPendingEvents.load(std::memory_order_relaxed);
+    mNumPendingEvents.store(0, std::memory_order_relaxed);
+    mIsIndexStale = true;
+}
+
+bool TraceEventStream::FlushDeferred(Utility::Result& result)
+{
+    if (mNumPendingEvents.load(std::memory_order_relaxed) != 0)
+    {
+        EndDeferredChunk();
+    }
+    if (!mDeferred->Write(mPendingEvents, result) || !mDeferred->Finish(result))
+    {
+        return false;
+    }
+    return !mIsIndexStale || WriteIndex(result);
+}
+
 bool TraceEventStream::Flush(Utility::Result& result)
 {
+    if (mDeferred != nullptr)
+    {
+        return FlushDeferred(result);
+    }
     if (mNumPendingEvents.load(std::memory_order_relaxed) != 0)
     {
         return AppendChunk(result) && WriteIndex(result);
@@ -181,9 +228,9 @@ TraceEventStream::Iterator TraceEventStream::GetIterator(double startTime) const
     }
     iterator.mIsAtEnd = false;
     FileSystem::FileError error;
-    if (!iterator.mReader.Open(mDataPath, error))
+    if (!iterator.mFile.Open(mDataPath, error))
     {
-        iterator.Stop(0, error.GetReason());
+        iterator.Stop(0, error.GetReason().c_str());
         return iterator;
     }
     while (iterator.Prepare() && iterator.mRecord.GetTime() < startTime)
@@ -205,38 +252,108 @@ std::vector<TraceEventStream::Chunk> TraceEventStream::GetChunks() const
     return mChunks;
 }
 
+std::span<std::byte> TraceEventStream::ChunkBuffer::Resize(std::uint64_t size)
+{
+    if (size > mCapacity)
+    {
+        mBytes.reset();
+        mCapacity = 0;
+        mSize = 0;
+        mBytes.reset(new (std::nothrow) std::byte[static_cast<std::size_t>(size)]);
+        if (mBytes == nullptr)
+        {
+            return {};
+        }
+        mCapacity = static_cast<std::size_t>(size);
+    }
+    mSize = static_cast<std::size_t>(size);
+    return {mBytes.get(), mSize};
+}
+
+bool TraceEventStream::sReadChunk(
+    const FileSystem::InputFile& file, const Chunk& chunk, ChunkBuffer& buffer, ReadFailure& failure)
+{
+    FileSystem::FileError error;
+    std::uint64_t fileSize = 0;
+    failure.mOffset = chunk.FileOffset;
+    if (!file.GetSize(fileSize, error))
+    {
+        failure.mReason = error.GetReason();
+        return false;
+    }
+    // Looked at before the memory is taken, and again by the read itself.
+    std::uint64_t available = fileSize < chunk.FileOffset ? 0 : fileSize - chunk.FileOffset;
+    if (available >= chunk.Size)
+    {
+        const std::span<std::byte> bytes = buffer.Resize(chunk.Size);
+        if (bytes.size() != chunk.Size)
+        {
+            failure.mReason = Utility::gFormat("there is no memory for a chunk of %" PRIu64 " bytes", chunk.Size);
+            return false;
+        }
+        const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, bytes, error);
+        if (!count.has_value())
+        {
+            failure.mReason = error.GetReason();
+            return false;
+        }
+        available = *count;
+    }
+    if (available < chunk.Size)
+    {
+        failure.mOffset = chunk.FileOffset + available;
+        failure.mReason = Utility::gFormat("the file ends inside a chunk of %" PRIu64 " bytes", chunk.Size);
+        return false;
+    }
+    return true;
+}
+
 bool TraceEventStream::Iterator::PrepareNextChunk()
 {
     while (!mIsAtEnd)
     {
-        Chunk chunk;
-        if (!mReader.GetFailure().empty())
+        const EDecodeStop stop = mDecoder.GetStop();
+        if (stop != EDecodeStop::End)
         {
-            Stop(mReader.GetOffset(), mReader.GetFailure());
+            Stop(mChunk.FileOffset + mDecoder.GetOffset(), gGetText(stop));
         }
-        else if (!mStream->GetChunk(mNextChunk, chunk))
+        else if (!LoadChunk())
         {
             mIsAtEnd = true;
         }
-        else
+        else if (mDecoder.Step(mRecord))
         {
-            ++mNextChunk;
-            mHasRecord = mReader.Begin(chunk.FileOffset, chunk.Size) && mReader.Step(mRecord);
-            if (mHasRecord)
-            {
-                return true;
-            }
+            mHasRecord = true;
+            return true;
         }
     }
     return false;
 }
 
-void TraceEventStream::Iterator::Stop(std::uint64_t offset, const std::string& reason)
+bool TraceEventStream::Iterator::LoadChunk()
+{
+    if (!mStream->GetChunk(mNextChunk, mChunk))
+    {
+        return false;
+    }
+    ++mNextChunk;
+    mDecoder = {};
+    ReadFailure failure;
+    if (!sReadChunk(mFile, mChunk, mBuffer, failure))
+    {
+        Stop(failure.mOffset, failure.mReason.c_str());
+        return false;
+    }
+    mDecoder = TraceEventDecoder{mBuffer.GetBytes()};
+    return true;
+}
+
+void TraceEventStream::Iterator::Stop(std::uint64_t offset, const char* reason)
 {
     mIsAtEnd = true;
     mStream->mNumReadFailures.fetch_add(1, std::memory_order_relaxed);
-    mFailure = Utility::gFormat("Reading of event stream %s stopped at offset %" PRIu64 ": %s",
-        mStream->mDataPath.c_str(), offset, reason.c_str());
+    mFailure = Utility::gFormat(
+        "Reading of event stream %s stopped at offset %" PRIu64 ": %s", mStream->mDataPath.c_str(), offset, reason);
     Utility::gTrace("%s", mFailure.c_str());
 }
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "ProfilerLib/session/TraceEvent.h"
-#include "ProfilerLib/session/TraceEventReader.h"
+#include "ProfilerLib/session/TraceEventCodec.h"
 #include "Serialization/RTTI/TypeOf.h"
+#include "Utility/FileWriter.h"
 #include "Utility/Mutex.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/Result.h"
@@ -11,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,7 @@ class TypeRegistry;
 
 namespace Profiler
 {
+class DeferredChunkWriter;
 class Session;
 
 /// All events of a capture in time order, on disk: `events.dat` holds the records in chunks, `events.index` says where
@@ -74,6 +77,11 @@ public:
     /// that is no number or below that of the event before.
     [[nodiscard]] bool AddEvent(const TraceEvent& event, Utility::Result& result);
 
+    /// For a recording in a directory that nobody knows before it is complete, such as an import's: chunks are written
+    /// by a thread of the stream while further events come in, and neither they nor the index are brought to the disk
+    /// before `Flush`. Any failure is then final: the recording is to be given up. Before the first event.
+    void DeferSync();
+
     /// Writes what is pending as one chunk, then the index. When both are on the disk already nothing is written. A
     /// failure leaves the data file as it was and the events pending; when only the index could not be written they are
     /// in a whole chunk, and the next call tries the index again. The writing thread only.
@@ -106,7 +114,33 @@ private:
             RTTI::Field<&TraceEventStream::mChunks>{"Chunks"});
     }
 
+    /// The bytes of one chunk at a time. The memory is kept.
+    class ChunkBuffer
+    {
+    public:
+        std::span<std::byte> Resize(std::uint64_t size);
+        std::span<const std::byte> GetBytes() const { return {mBytes.get(), mSize}; }
+
+    private:
+        std::unique_ptr<std::byte[]> mBytes;
+        std::size_t mSize = 0;
+        std::size_t mCapacity = 0;
+    };
+
+    /// Why the bytes of a chunk could not be had, and from where in the data file on.
+    struct ReadFailure
+    {
+        std::uint64_t mOffset = 0;
+        std::string mReason;
+    };
+
+    static bool sReadChunk(
+        const FileSystem::InputFile& file, const Chunk& chunk, ChunkBuffer& buffer, ReadFailure& failure);
+
     bool AppendChunk(Utility::Result& result);
+    bool AddDeferred(std::uint64_t numPending, Utility::Result& result);
+    void EndDeferredChunk();
+    bool FlushDeferred(Utility::Result& result);
     bool WriteIndex(Utility::Result& result);
     std::uint64_t GetDataEnd() const;
     bool GetChunk(std::size_t index, Chunk& chunk) const;
@@ -115,7 +149,7 @@ private:
 
     bool CheckIndex(Utility::Result& result) const;
     bool DropLostChunks(Utility::Result& result);
-    std::uint64_t CountEvents() const;
+    std::uint64_t CountEvents(const FileSystem::InputFile& file) const;
 
     // Constant after construction.
     std::string mIndexPath;
@@ -131,6 +165,9 @@ private:
     /// The chunks that it lacks are on the disk: it is due with the next event.
     bool mIsIndexDue = false;
 
+    /// Only of a recording that is written without syncs.
+    std::unique_ptr<DeferredChunkWriter> mDeferred;
+
     /// Changed by the writing thread alone. Relaxed is enough: nothing else is read on the strength of it.
     std::atomic<std::uint64_t> mNumPendingEvents{0};
 
@@ -143,9 +180,9 @@ private:
     std::vector<Chunk> mChunks GUARDED_BY(mMutex);
 };
 
-/// Walks the events of a stream in order, a block of a chunk in memory at a time, with a file of its own. One thread at
-/// a time. At a fault (the file cannot be read or has shrunk, a record is bad) the reading ends there as if the stream
-/// did, and a line in the log says where and why. Once at its end it stays there, also when the writer goes on.
+/// Walks the events of a stream in order, one chunk in memory at a time, with a file of its own. One thread at a time.
+/// At a fault (the file cannot be read or has shrunk, a record is bad) the reading ends there as if the stream did, and
+/// a line in the log says where and why. Once at its end it stays there, also when the writer goes on.
 class TraceEventStream::Iterator
 {
 public:
@@ -181,8 +218,16 @@ public:
     {
         while (Prepare())
         {
+            TraceEventDecoder decoder = mDecoder;
+            TraceEventRecord record = mRecord;
+            bool goesOn = true;
+            do
+            {
+                goesOn = visit(static_cast<const TraceEventRecord&>(record));
+            } while (goesOn && decoder.Step(record));
+            mDecoder = decoder;
             mHasRecord = false;
-            if (!mReader.VisitBlock(mRecord, visit))
+            if (!goesOn)
             {
                 return;
             }
@@ -196,11 +241,11 @@ private:
     friend class TraceEventStream;
     explicit Iterator(const TraceEventStream& stream) : mStream{&stream} {}
 
-    /// Makes the next record the current one unless there is one that nobody has taken yet. The next block is read only
-    /// now, so that texts of the last event of a block live as long as all others.
+    /// Makes the next record the current one unless there is one that nobody has taken yet. The next chunk is loaded
+    /// only now, so that texts of the last event of a chunk live as long as all others.
     bool Prepare()
     {
-        if (mHasRecord || mReader.Step(mRecord)) [[likely]]
+        if (mHasRecord || mDecoder.Step(mRecord)) [[likely]]
         {
             mHasRecord = true;
             return true;
@@ -208,13 +253,17 @@ private:
         return PrepareNextChunk();
     }
     bool PrepareNextChunk();
-    void Stop(std::uint64_t offset, const std::string& reason);
+    bool LoadChunk();
+    void Stop(std::uint64_t offset, const char* reason);
 
     const TraceEventStream* mStream;
-    TraceEventReader mReader;
+    FileSystem::InputFile mFile;
+    ChunkBuffer mBuffer;
+    TraceEventDecoder mDecoder;
     TraceEventRecord mRecord;
     bool mHasRecord = false;
     bool mIsAtEnd = true;
+    Chunk mChunk;
     std::size_t mNextChunk = 0;
     std::string mFailure;
 };

@@ -1,13 +1,16 @@
 #include "Importers/Decompressor.h"
 
+#include "Utility/Format.h"
+
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cstdint>
 #include <limits>
 #include <new>
 
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 namespace Importers
 {
@@ -104,9 +107,11 @@ private:
 class ZstdDecompressor final : public Decompressor
 {
 public:
-    ZstdDecompressor() : mStream(ZSTD_createDStream())
+    explicit ZstdDecompressor(std::uint64_t fileSize)
+        : mStream(ZSTD_createDStream()),
+          mWindowLog(sGetLargestWindowLog(fileSize))
     {
-        if (mStream == nullptr)
+        if (mStream == nullptr || ZSTD_isError(ZSTD_DCtx_setParameter(mStream, ZSTD_d_windowLogMax, mWindowLog)) != 0)
         {
             throw std::bad_alloc();
         }
@@ -126,7 +131,7 @@ public:
             output = output.subspan(out.pos);
             if (ZSTD_isError(status) != 0)
             {
-                mError = ZSTD_getErrorName(status);
+                mError = Describe(status);
                 return false;
             }
             mIsInFrame = status != 0;
@@ -139,10 +144,33 @@ public:
     }
 
     bool IsComplete() const override { return !mIsInFrame; }
-    std::string GetError() const override { return "the zstd data is damaged: " + mError; }
+    std::string GetError() const override { return mError; }
 
 private:
+    /// A file says itself how large a window its text needs. 8 MiB do for all levels up to 19; only what "--ultra" and
+    /// "--long" write needs more, and gets it up to four times the size of the file. The library takes the window and a
+    /// little more as one block.
+    static int sGetLargestWindowLog(std::uint64_t fileSize)
+    {
+        constexpr std::uint64_t smallest = std::uint64_t{8} << 20;
+        constexpr std::uint64_t largest = std::uint64_t{128} << 20;
+        const std::uint64_t granted = 4 * std::min(fileSize, largest);
+        return std::bit_width(std::clamp(granted - granted / 64, smallest, largest)) - 1;
+    }
+
+    std::string Describe(std::size_t status) const
+    {
+        if (ZSTD_getErrorCode(status) == ZSTD_error_frameParameter_windowTooLarge)
+        {
+            return Utility::gFormat("the zstd data needs a window of more than %d MiB, which is not granted to a file "
+                                    "of this size: unpack it first",
+                1 << (mWindowLog - 20));
+        }
+        return std::string("the zstd data is damaged: ") + ZSTD_getErrorName(status);
+    }
+
     ZSTD_DStream* mStream;
+    int mWindowLog;
     bool mIsInFrame = false;
     std::string mError;
 };
@@ -156,7 +184,7 @@ bool IsZstd(std::span<const std::byte, 4> magic)
 }
 }
 
-std::unique_ptr<Decompressor> Decompressor::sCreate(std::span<const std::byte> beginning)
+std::unique_ptr<Decompressor> Decompressor::sCreate(std::span<const std::byte> beginning, std::uint64_t fileSize)
 {
     if (beginning.size() >= 2 && beginning[0] == std::byte{0x1F} && beginning[1] == std::byte{0x8B})
     {
@@ -164,7 +192,7 @@ std::unique_ptr<Decompressor> Decompressor::sCreate(std::span<const std::byte> b
     }
     if (beginning.size() >= 4 && IsZstd(beginning.first<4>()))
     {
-        return std::make_unique<ZstdDecompressor>();
+        return std::make_unique<ZstdDecompressor>(fileSize);
     }
     return nullptr;
 }

@@ -29,7 +29,7 @@ std::unique_ptr<TraceReader> TraceReader::sOpen(const std::string& path, Utility
         result.FailText(Serialization::FileReadFailed, reader->mError.ToString());
         return nullptr;
     }
-    reader->mDecompressor = Decompressor::sCreate(reader->mInput);
+    reader->mDecompressor = Decompressor::sCreate(reader->mInput, reader->mFileSize);
     return reader;
 }
 

@@ -114,6 +114,26 @@ TEST_F(TraceReaderTest, DamagedDataIsNoticed)
     }
 }
 
+// A frame names the window that unpacking it takes, and what is granted depends on the size of the file.
+TEST_F(TraceReaderTest, WindowOfZstdIsBounded)
+{
+    const auto frame = [](int windowLog) {
+        // Magic, a header with nothing but the window, and one last raw block of two bytes.
+        const char descriptor = static_cast<char>((windowLog - 10) << 3);
+        return std::string("\x28\xB5\x2F\xFD\x00", 5) + descriptor + std::string("\x11\x00\x00[]", 5);
+    };
+    const std::string skipped = std::string("\x50\x2A\x4D\x18\x00\x00\x80\x00", 8) + std::string(8 << 20, 'x');
+    EXPECT_EQ(Read(frame(23)), "[]");
+    EXPECT_EQ(mReader->GetDamage(), "");
+    EXPECT_EQ(Read(skipped + frame(24)), "[]");
+    EXPECT_EQ(mReader->GetDamage(), "");
+    EXPECT_EQ(Read(frame(24)), "");
+    EXPECT_EQ(mReader->GetDamage(), "the zstd data needs a window of more than 8 MiB, which is not granted to a file "
+                                    "of this size: unpack it first");
+    EXPECT_EQ(Read(skipped + frame(25)), "");
+    EXPECT_THAT(mReader->GetDamage(), testing::HasSubstr("more than 16 MiB"));
+}
+
 TEST_F(TraceReaderTest, WhatCannotBeReadIsAnError)
 {
     Utility::Result result;

@@ -5,6 +5,7 @@
 
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/Testing/Fixture.h"
+#include "Utility/Damage.h"
 
 using namespace Serialization;
 using namespace Serialization::Testing;
@@ -97,30 +98,25 @@ TEST_F(BinaryDamage, EveryFlippedBitIsReported)
 {
     Sample::Ticket ticket{7};
     const Bytes whole = gWrite({&ticket});
-    for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit)
-    {
-        Bytes damaged = whole;
-        damaged[bit / 8] ^= std::byte{1} << (bit % 8);
+    Damage::gVisitFlippedBits(whole, [&](const Bytes& damaged, std::size_t bit) {
         const ReadOutcome outcome = gRead(damaged, mRegistry);
-        ASSERT_EQ(outcome.GetSummary(), bit < 32 ? cNoBuffer : cBadChecksum) << "bit " << bit;
-        ASSERT_TRUE(outcome.Roots.empty());
-    }
+        EXPECT_EQ(outcome.GetSummary(), bit < 32 ? cNoBuffer : cBadChecksum) << "bit " << bit;
+        EXPECT_TRUE(outcome.Roots.empty());
+    });
 }
 
 TEST_F(BinaryDamage, EveryTruncationIsReported)
 {
     Sample::Ticket ticket{7};
     const Bytes whole = gWrite({&ticket});
-    for (std::size_t size = 0; size < whole.size(); ++size)
-    {
-        const Bytes cut{whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)};
-        ASSERT_EQ(gRead(cut, mRegistry).GetSummary(), size < 8 ? cNoBuffer : cBadChecksum) << size;
+    Damage::gVisitTruncations(whole, [&](const Bytes& cut, std::size_t size) {
+        EXPECT_EQ(gRead(cut, mRegistry).GetSummary(), size < 8 ? cNoBuffer : cBadChecksum) << size;
         // And with a checksum that fits: nothing was there before that could be missed.
         if (size >= 16)
         {
-            ASSERT_TRUE(gRead(gSealed(cut), mRegistry).Result.HasErrors()) << size;
+            EXPECT_TRUE(gRead(gSealed(cut), mRegistry).Result.HasErrors()) << size;
         }
-    }
+    });
 }
 
 TEST_F(BinaryDamage, FormatVersionDecidesTheChecksum)

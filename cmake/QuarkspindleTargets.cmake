@@ -2,6 +2,7 @@
 
 option(QUARKSPINDLE_BENCHMARKS "Build the benchmarks" ON)
 set(QUARKSPINDLE_SANITIZE "" CACHE STRING "Value for -fsanitize on every target, empty for none")
+option(QUARKSPINDLE_FUZZ "Build the fuzz targets as fuzzers; they need clang" OFF)
 option(QUARKSPINDLE_THREAD_SAFETY "Treat findings of clang's thread safety analysis as errors" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
@@ -33,6 +34,10 @@ if(QUARKSPINDLE_SANITIZE)
   target_compile_options(QuarkspindleOptions INTERFACE
     -fsanitize=${QUARKSPINDLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(QuarkspindleOptions INTERFACE -fsanitize=${QUARKSPINDLE_SANITIZE})
+endif()
+if(QUARKSPINDLE_FUZZ)
+  target_compile_options(QuarkspindleOptions INTERFACE
+    "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/FuzzIgnoreList.txt")
 endif()
 if(QUARKSPINDLE_THREAD_SAFETY)
   target_compile_options(QuarkspindleOptions INTERFACE -Wthread-safety -Werror=thread-safety)
@@ -89,5 +94,29 @@ function(quarkspindle_benchmark NAME)
   if(BUILD_TESTING)
     add_test(NAME ${NAME}.RunsOnce COMMAND ${NAME} --benchmark_min_time=0)
     set_tests_properties(${NAME}.RunsOnce PROPERTIES LABELS integration TIMEOUT 300)
+  endif()
+endfunction()
+
+# quarkspindle_fuzz_target(NAME SOURCES file... CORPUS folder [LIBRARIES lib...])
+# One reader of outside bytes under tests/support/FuzzTarget.h. In the preset fuzz the program is the fuzzer; in all
+# others it takes each file of tests/corpus/CORPUS through the target, as one test.
+function(quarkspindle_fuzz_target NAME)
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "CORPUS" "SOURCES;LIBRARIES")
+  set(support "${PROJECT_SOURCE_DIR}/tests/support")
+  set(corpus "${PROJECT_SOURCE_DIR}/tests/corpus/${ARG_CORPUS}")
+  add_executable(${NAME} ${ARG_SOURCES} "${support}/FuzzTarget.cpp" "${support}/TestImage.cpp")
+  target_link_libraries(${NAME} PRIVATE QuarkspindleOptions Quarkspindle::Utility ${ARG_LIBRARIES})
+  if(QUARKSPINDLE_FUZZ)
+    target_link_options(${NAME} PRIVATE -fsanitize=fuzzer)
+    # For scripts/fuzz.
+    file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/fuzz-targets/${NAME}" CONTENT "${corpus}\n")
+  else()
+    target_sources(${NAME} PRIVATE "${support}/FuzzReplay.cpp")
+    set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
+    add_test(NAME ${NAME}.ReplaysItsCorpus COMMAND ${NAME} "${corpus}")
+    set_tests_properties(${NAME}.ReplaysItsCorpus PROPERTIES LABELS unit TIMEOUT 300)
   endif()
 endfunction()

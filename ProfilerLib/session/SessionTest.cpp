@@ -8,6 +8,7 @@
 #include "Serialization/BinaryFormat.h"
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/TypeQueries.h"
+#include "Utility/Damage.h"
 
 #include <gmock/gmock.h>
 
@@ -464,6 +465,18 @@ TEST_F(SessionTest, UnreadableCaptureIsReported)
         EXPECT_THAT(mResult.GetEntries()[0].mContext, HasSubstr(mFolder.GetPath()));
         EXPECT_THAT(mCalls, IsEmpty());
     }
+}
+
+TEST_F(SessionTest, EveryDamageOfTheSessionFileIsReported)
+{
+    mPlugins.clear();
+    Record(3);
+    Damage::gExpectEachRefused(GetSessionPath(), [&] {
+        std::unique_ptr<Session> session;
+        const bool isLoaded = Load(session) != Session::Failed;
+        EXPECT_EQ(mResult.GetEntries().size(), isLoaded ? 0u : 1u);
+        return !isLoaded;
+    });
 }
 
 TEST_F(SessionTest, EventsOfTheProcessFillTheThreadTable)

@@ -34,6 +34,11 @@ struct TraceEventLayout
     /// The length of a record with empty texts, by type.
     static constexpr std::uint8_t cFixedSize[cNumTypes] = {25, 18, 25, 33, 26, 18, 25, 41, 17};
 
+    static constexpr std::size_t sGetFixedSize(ETraceEventType type)
+    {
+        return cFixedSize[static_cast<std::size_t>(type)];
+    }
+
     static constexpr std::size_t cThreadNameText = 25;
     static constexpr std::size_t cBeginName = 33;
 
@@ -51,7 +56,7 @@ void gEncodeTraceEvent(const BasicTraceEvent<Text>& event, Utility::OutputMemory
 {
     const std::string_view name = event.mName;
     const std::string_view context = event.mContext;
-    std::size_t size = TraceEventLayout::cFixedSize[static_cast<std::size_t>(event.mType)];
+    std::size_t size = TraceEventLayout::sGetFixedSize(event.mType);
     if (event.mType == ETraceEventType::InstrumentationBegin)
     {
         size += name.size() + context.size();
@@ -233,39 +238,36 @@ public:
         {
             return false;
         }
-        const auto type = static_cast<std::size_t>(*mNext);
-        if (type >= TraceEventLayout::cNumTypes) [[unlikely]]
+        if (!TraceEventLayout::sIsValidTime(Load<double>(TraceEventLayout::cTime))) [[unlikely]]
         {
             return false;
         }
-        std::size_t size = TraceEventLayout::cFixedSize[type];
-        if (size > remaining || !TraceEventLayout::sIsValidTime(Load<double>(TraceEventLayout::cTime))) [[unlikely]]
+        // Almost all are begins and ends. With their sizes as constants the processor, which guesses the type, need not
+        // wait for it to be loaded and looked up before it begins with the next record.
+        const auto type = static_cast<ETraceEventType>(*mNext);
+        std::size_t size = TraceEventLayout::sGetFixedSize(ETraceEventType::InstrumentationEnd);
+        if (type == ETraceEventType::InstrumentationBegin)
         {
-            return false;
+            size = TraceEventLayout::sGetFixedSize(ETraceEventType::InstrumentationBegin);
+            if (!AddText(TraceEventLayout::cBeginName - sizeof(std::uint64_t), remaining, size) ||
+                !AddText(size - sizeof(std::uint64_t), remaining, size)) [[unlikely]]
+            {
+                return false;
+            }
         }
-        if (type == static_cast<std::size_t>(ETraceEventType::InstrumentationBegin))
+        else if (type != ETraceEventType::InstrumentationEnd) [[unlikely]]
         {
-            const std::uint64_t name = Load<std::uint64_t>(TraceEventLayout::cBeginName - sizeof(std::uint64_t));
-            if (name > remaining - size) [[unlikely]]
+            if (static_cast<std::size_t>(type) >= TraceEventLayout::cNumTypes)
             {
                 return false;
             }
-            size += static_cast<std::size_t>(name);
-            const std::uint64_t context = Load<std::uint64_t>(size - sizeof(std::uint64_t));
-            if (context > remaining - size) [[unlikely]]
+            size = TraceEventLayout::sGetFixedSize(type);
+            if (size > remaining ||
+                (type == ETraceEventType::ThreadName &&
+                    !AddText(TraceEventLayout::cThreadNameText - sizeof(std::uint64_t), remaining, size)))
             {
                 return false;
             }
-            size += static_cast<std::size_t>(context);
-        }
-        else if (type == static_cast<std::size_t>(ETraceEventType::ThreadName))
-        {
-            const std::uint64_t name = Load<std::uint64_t>(TraceEventLayout::cThreadNameText - sizeof(std::uint64_t));
-            if (name > remaining - size) [[unlikely]]
-            {
-                return false;
-            }
-            size += static_cast<std::size_t>(name);
         }
         record = TraceEventRecord{mNext};
         mNext += size;
@@ -277,8 +279,28 @@ public:
 
     /// After `Step` has returned false.
     EDecodeStop GetStop() const;
+    /// The same: the bytes that the record takes at least, as far as those that are there tell. More than are left,
+    /// unless it is bad in another way.
+    std::uint64_t GetLeastSize() const;
 
 private:
+    /// Adds the text whose count lies at `offset` to the size of the next record, which has the count already. False
+    /// when the record is then longer than what is left.
+    bool AddText(std::size_t offset, std::size_t remaining, std::size_t& size) const
+    {
+        if (size > remaining) [[unlikely]]
+        {
+            return false;
+        }
+        const std::uint64_t count = Load<std::uint64_t>(offset);
+        if (count > remaining - size) [[unlikely]]
+        {
+            return false;
+        }
+        size += static_cast<std::size_t>(count);
+        return true;
+    }
+
     template <class T>
     T Load(std::size_t offset) const
     {

@@ -7,13 +7,14 @@
 #include "Serialization/RTTI/ObjectFactory.h"
 #include "Serialization/RootObjects.h"
 #include "Utility/FileSystem.h"
+#include "Utility/FileWriter.h"
 #include "Utility/Format.h"
 #include "Utility/Trace.h"
 
 #include <algorithm>
 #include <cinttypes>
 #include <limits>
-#include <new>
+#include <span>
 
 namespace Profiler
 {
@@ -228,9 +229,9 @@ TraceEventStream::Iterator TraceEventStream::GetIterator(double startTime) const
     }
     iterator.mIsAtEnd = false;
     FileSystem::FileError error;
-    if (!iterator.mFile.Open(mDataPath, error))
+    if (!iterator.mReader.Open(mDataPath, error))
     {
-        iterator.Stop(0, error.GetReason().c_str());
+        iterator.Stop(0, error.GetReason());
         return iterator;
     }
     while (iterator.Prepare() && iterator.mRecord.GetTime() < startTime)
@@ -252,108 +253,38 @@ std::vector<TraceEventStream::Chunk> TraceEventStream::GetChunks() const
     return mChunks;
 }
 
-std::span<std::byte> TraceEventStream::ChunkBuffer::Resize(std::uint64_t size)
-{
-    if (size > mCapacity)
-    {
-        mBytes.reset();
-        mCapacity = 0;
-        mSize = 0;
-        mBytes.reset(new (std::nothrow) std::byte[static_cast<std::size_t>(size)]);
-        if (mBytes == nullptr)
-        {
-            return {};
-        }
-        mCapacity = static_cast<std::size_t>(size);
-    }
-    mSize = static_cast<std::size_t>(size);
-    return {mBytes.get(), mSize};
-}
-
-bool TraceEventStream::sReadChunk(
-    const FileSystem::InputFile& file, const Chunk& chunk, ChunkBuffer& buffer, ReadFailure& failure)
-{
-    FileSystem::FileError error;
-    std::uint64_t fileSize = 0;
-    failure.mOffset = chunk.FileOffset;
-    if (!file.GetSize(fileSize, error))
-    {
-        failure.mReason = error.GetReason();
-        return false;
-    }
-    // Looked at before the memory is taken, and again by the read itself.
-    std::uint64_t available = fileSize < chunk.FileOffset ? 0 : fileSize - chunk.FileOffset;
-    if (available >= chunk.Size)
-    {
-        const std::span<std::byte> bytes = buffer.Resize(chunk.Size);
-        if (bytes.size() != chunk.Size)
-        {
-            failure.mReason = Utility::gFormat("there is no memory for a chunk of %" PRIu64 " bytes", chunk.Size);
-            return false;
-        }
-        const std::optional<std::size_t> count = file.ReadAt(chunk.FileOffset, bytes, error);
-        if (!count.has_value())
-        {
-            failure.mReason = error.GetReason();
-            return false;
-        }
-        available = *count;
-    }
-    if (available < chunk.Size)
-    {
-        failure.mOffset = chunk.FileOffset + available;
-        failure.mReason = Utility::gFormat("the file ends inside a chunk of %" PRIu64 " bytes", chunk.Size);
-        return false;
-    }
-    return true;
-}
-
 bool TraceEventStream::Iterator::PrepareNextChunk()
 {
     while (!mIsAtEnd)
     {
-        const EDecodeStop stop = mDecoder.GetStop();
-        if (stop != EDecodeStop::End)
+        Chunk chunk;
+        if (!mReader.GetFailure().empty())
         {
-            Stop(mChunk.FileOffset + mDecoder.GetOffset(), gGetText(stop));
+            Stop(mReader.GetOffset(), mReader.GetFailure());
         }
-        else if (!LoadChunk())
+        else if (!mStream->GetChunk(mNextChunk, chunk))
         {
             mIsAtEnd = true;
         }
-        else if (mDecoder.Step(mRecord))
+        else
         {
-            mHasRecord = true;
-            return true;
+            ++mNextChunk;
+            mHasRecord = mReader.Begin(chunk.FileOffset, chunk.Size) && mReader.Step(mRecord);
+            if (mHasRecord)
+            {
+                return true;
+            }
         }
     }
     return false;
 }
 
-bool TraceEventStream::Iterator::LoadChunk()
-{
-    if (!mStream->GetChunk(mNextChunk, mChunk))
-    {
-        return false;
-    }
-    ++mNextChunk;
-    mDecoder = {};
-    ReadFailure failure;
-    if (!sReadChunk(mFile, mChunk, mBuffer, failure))
-    {
-        Stop(failure.mOffset, failure.mReason.c_str());
-        return false;
-    }
-    mDecoder = TraceEventDecoder{mBuffer.GetBytes()};
-    return true;
-}
-
-void TraceEventStream::Iterator::Stop(std::uint64_t offset, const char* reason)
+void TraceEventStream::Iterator::Stop(std::uint64_t offset, const std::string& reason)
 {
     mIsAtEnd = true;
     mStream->mNumReadFailures.fetch_add(1, std::memory_order_relaxed);
-    mFailure = Utility::gFormat(
-        "Reading of event stream %s stopped at offset %" PRIu64 ": %s", mStream->mDataPath.c_str(), offset, reason);
+    mFailure = Utility::gFormat("Reading of event stream %s stopped at offset %" PRIu64 ": %s",
+        mStream->mDataPath.c_str(), offset, reason.c_str());
     Utility::gTrace("%s", mFailure.c_str());
 }
 }

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "ProfilerLib/session/TraceEvent.h"
-#include "ProfilerLib/session/TraceEventCodec.h"
+#include "ProfilerLib/session/TraceEventReader.h"
 #include "Serialization/RTTI/TypeOf.h"
-#include "Utility/FileWriter.h"
 #include "Utility/Mutex.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/Result.h"
@@ -12,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -114,29 +112,6 @@ private:
             RTTI::Field<&TraceEventStream::mChunks>{"Chunks"});
     }
 
-    /// The bytes of one chunk at a time. The memory is kept.
-    class ChunkBuffer
-    {
-    public:
-        std::span<std::byte> Resize(std::uint64_t size);
-        std::span<const std::byte> GetBytes() const { return {mBytes.get(), mSize}; }
-
-    private:
-        std::unique_ptr<std::byte[]> mBytes;
-        std::size_t mSize = 0;
-        std::size_t mCapacity = 0;
-    };
-
-    /// Why the bytes of a chunk could not be had, and from where in the data file on.
-    struct ReadFailure
-    {
-        std::uint64_t mOffset = 0;
-        std::string mReason;
-    };
-
-    static bool sReadChunk(
-        const FileSystem::InputFile& file, const Chunk& chunk, ChunkBuffer& buffer, ReadFailure& failure);
-
     bool AppendChunk(Utility::Result& result);
     bool AddDeferred(std::uint64_t numPending, Utility::Result& result);
     void EndDeferredChunk();
@@ -149,7 +124,7 @@ private:
 
     bool CheckIndex(Utility::Result& result) const;
     bool DropLostChunks(Utility::Result& result);
-    std::uint64_t CountEvents(const FileSystem::InputFile& file) const;
+    std::uint64_t CountEvents() const;
 
     // Constant after construction.
     std::string mIndexPath;
@@ -180,9 +155,9 @@ private:
     std::vector<Chunk> mChunks GUARDED_BY(mMutex);
 };
 
-/// Walks the events of a stream in order, one chunk in memory at a time, with a file of its own. One thread at a time.
-/// At a fault (the file cannot be read or has shrunk, a record is bad) the reading ends there as if the stream did, and
-/// a line in the log says where and why. Once at its end it stays there, also when the writer goes on.
+/// Walks the events of a stream in order, a block of a chunk in memory at a time, with a file of its own. One thread at
+/// a time. At a fault (the file cannot be read or has shrunk, a record is bad) the reading ends there as if the stream
+/// did, and a line in the log says where and why. Once at its end it stays there, also when the writer goes on.
 class TraceEventStream::Iterator
 {
 public:
@@ -218,16 +193,8 @@ public:
     {
         while (Prepare())
         {
-            TraceEventDecoder decoder = mDecoder;
-            TraceEventRecord record = mRecord;
-            bool goesOn = true;
-            do
-            {
-                goesOn = visit(static_cast<const TraceEventRecord&>(record));
-            } while (goesOn && decoder.Step(record));
-            mDecoder = decoder;
             mHasRecord = false;
-            if (!goesOn)
+            if (!mReader.VisitBlock(mRecord, visit))
             {
                 return;
             }
@@ -241,11 +208,11 @@ private:
     friend class TraceEventStream;
     explicit Iterator(const TraceEventStream& stream) : mStream{&stream} {}
 
-    /// Makes the next record the current one unless there is one that nobody has taken yet. The next chunk is loaded
-    /// only now, so that texts of the last event of a chunk live as long as all others.
+    /// Makes the next record the current one unless there is one that nobody has taken yet. The next block is read only
+    /// now, so that texts of the last event of a block live as long as all others.
     bool Prepare()
     {
-        if (mHasRecord || mDecoder.Step(mRecord)) [[likely]]
+        if (mHasRecord || mReader.Step(mRecord)) [[likely]]
         {
             mHasRecord = true;
             return true;
@@ -253,17 +220,13 @@ private:
         return PrepareNextChunk();
     }
     bool PrepareNextChunk();
-    bool LoadChunk();
-    void Stop(std::uint64_t offset, const char* reason);
+    void Stop(std::uint64_t offset, const std::string& reason);
 
     const TraceEventStream* mStream;
-    FileSystem::InputFile mFile;
-    ChunkBuffer mBuffer;
-    TraceEventDecoder mDecoder;
+    TraceEventReader mReader;
     TraceEventRecord mRecord;
     bool mHasRecord = false;
     bool mIsAtEnd = true;
-    Chunk mChunk;
     std::size_t mNextChunk = 0;
     std::string mFailure;
 };

@@ -6,6 +6,7 @@
 #include "Serialization/RTTI/ObjectFactory.h"
 #include "Serialization/RootObjects.h"
 #include "Utility/FileSystem.h"
+#include "Utility/FileWriter.h"
 #include "Utility/Trace.h"
 
 #include <algorithm>
@@ -113,7 +114,7 @@ bool TraceEventStream::DropLostChunks(Utility::Result& result)
     }
     if (mNumLostChunks != 0)
     {
-        const std::uint64_t numEvents = CountEvents(file);
+        const std::uint64_t numEvents = CountEvents();
         const Utility::MutexLock lock{mMutex};
         Utility::gTrace("Event stream %s has %" PRIu64 " bytes where its index names %" PRIu64 ": the last %" PRIu64
                         " of %zu chunks were dropped, and with them %" PRIu64 " of %" PRIu64 " events",
@@ -138,20 +139,17 @@ bool TraceEventStream::CheckWhole(Utility::Result& result) const
                "An event cannot be read; all from there on is missing ('verify' says where)");
 }
 
-std::uint64_t TraceEventStream::CountEvents(const FileSystem::InputFile& file) const
+std::uint64_t TraceEventStream::CountEvents() const
 {
     std::uint64_t numEvents = 0;
-    ChunkBuffer buffer;
+    TraceEventReader reader;
+    FileSystem::FileError error;
+    bool isReadable = reader.Open(mDataPath, error);
     for (const Chunk& chunk : GetChunks())
     {
-        ReadFailure failure;
-        if (!sReadChunk(file, chunk, buffer, failure))
-        {
-            break;
-        }
-        TraceEventDecoder decoder{buffer.GetBytes()};
         TraceEventRecord record;
-        while (decoder.Step(record))
+        isReadable = isReadable && reader.Begin(chunk.FileOffset, chunk.Size);
+        while (isReadable && reader.Step(record))
         {
             ++numEvents;
         }

@@ -2,6 +2,7 @@
 
 #include "ProfilerLib/session/SessionFixture.h"
 #include "Serialization/Error.h"
+#include "Utility/Damage.h"
 #include "Utility/FailureSweep.h"
 #include "Utility/Hash.h"
 
@@ -453,13 +454,7 @@ TEST_F(TraceEventStreamTest, DamagedIndexIsRefused)
 {
     RecordSmall();
     const std::string sound = mFolder.Read("events.index");
-    for (std::size_t i = 0; i < sound.size(); ++i)
-    {
-        std::string damaged = sound;
-        damaged[i] ^= static_cast<char>(1 << i % 8);
-        Replace("events.index", damaged);
-        EXPECT_EQ(Load(), nullptr) << "byte " << i;
-    }
+    Damage::gExpectEachRefused(mFolder / "events.index", [&] { return Load() == nullptr; });
 
     // Behind a good checksum.
     const std::uint64_t first = RecordSmall()->GetChunks()[0].Size;
@@ -551,6 +546,87 @@ TEST_F(TraceEventStreamTest, FileThatGoesAwayUnderAReaderEndsTheReading)
     TraceEventStream::Iterator none = stream->GetIterator(0.0);
     EXPECT_TRUE(none.IsAtEnd());
     EXPECT_THAT(none.GetFailure(), HasSubstr("No such file"));
+}
+
+/// A chunk of many of the blocks that readers read: events of any length, also longer than a block.
+class LongChunkTest : public TraceEventStreamTest
+{
+protected:
+    LongChunkTest()
+    {
+        for (const std::size_t length : cLengths)
+        {
+            mOffsets.push_back(mSize);
+            mSize += 41 + length;
+            const double time = static_cast<double>(mOffsets.size() - 1);
+            EXPECT_TRUE(mStream->AddEvent(MakeBegin(time, "", std::string(length, GetLetter(time))), mResult));
+        }
+        EXPECT_TRUE(mStream->Flush(mResult));
+        EXPECT_EQ(GetEnd(*mStream), mSize);
+    }
+
+    static char GetLetter(double time) { return static_cast<char>('a' + static_cast<int>(time)); }
+
+    /// The number of events that are left, each of which must be sound.
+    static std::size_t Count(TraceEventStream::Iterator& iterator)
+    {
+        std::size_t count = 0;
+        for (TraceEventView event; iterator.NextView(event); ++count)
+        {
+            const std::size_t length = cLengths[static_cast<std::size_t>(event.mTime)];
+            EXPECT_TRUE(event.mContext == std::string(length, GetLetter(event.mTime))) << event.mTime;
+        }
+        return count;
+    }
+
+    static constexpr std::size_t cLengths[] = {0, 100000, 200000, 0, 1000000, 262144 - 41, 262144 - 40, 1, 300000,
+        524288, 131072, 131072, 131072, 10, 900000, 0};
+
+    std::vector<std::uint64_t> mOffsets;
+    std::uint64_t mSize = 0;
+    std::unique_ptr<TraceEventStream> mStream = Create();
+};
+
+TEST_F(LongChunkTest, BlocksDoNotShowInWhatIsRead)
+{
+    for (std::size_t start = 0; start < mOffsets.size(); ++start)
+    {
+        TraceEventStream::Iterator iterator = mStream->GetIterator(static_cast<double>(start));
+        EXPECT_EQ(Count(iterator), mOffsets.size() - start);
+        EXPECT_EQ(iterator.GetFailure(), "");
+    }
+}
+
+TEST_F(LongChunkTest, FaultInTheMidstOfAChunkEndsTheReadingThere)
+{
+    const auto expectEnd = [&](TraceEventStream::Iterator& iterator, std::size_t numEvents, std::uint64_t offset,
+                               const char* reason) {
+        EXPECT_EQ(Count(iterator), numEvents);
+        EXPECT_THAT(iterator.GetFailure(), HasSubstr("stopped at offset " + std::to_string(offset) + ": " + reason));
+        EXPECT_THAT(mLog.Take(), HasSubstr(iterator.GetFailure()));
+        EXPECT_TRUE(iterator.IsAtEnd());
+    };
+    const std::string sound = mFolder.Read("events.dat");
+    const std::uint64_t longEvent = mOffsets[4];
+
+    std::string damaged = sound;
+    damaged[longEvent + 33 + 7] = 1;
+    Replace("events.dat", damaged);
+    TraceEventStream::Iterator behindDamage = mStream->GetIterator(3.0);
+    expectEnd(behindDamage, 1, longEvent, "the event runs past the end of its chunk");
+
+    Replace("events.dat", sound);
+    TraceEventStream::Iterator failing = mStream->GetIterator(3.0);
+    {
+        FailingFileCalls calls;
+        calls.FailAt(0, static_cast<int>(std::errc::io_error), true);
+        const ScopedFileCalls scope{calls};
+        expectEnd(failing, 1, longEvent, "Input/output error");
+    }
+
+    TraceEventStream::Iterator shrinking = mStream->GetIterator(3.0);
+    std::filesystem::resize_file(mStream->GetDataPath(), longEvent + 500000);
+    expectEnd(shrinking, 1, longEvent + 500000, "the file ends inside a chunk");
 }
 
 TEST_F(TraceEventStreamTest, EventsStayPendingUntilTheyCanBeWritten)

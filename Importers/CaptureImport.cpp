@@ -6,8 +6,6 @@
 #include "Utility/DirectoryRename.h"
 #include "Utility/FileSystem.h"
 #include "Utility/FileWriter.h"
-#include "Utility/Format.h"
-#include "Utility/Guid.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
@@ -86,12 +84,7 @@ public:
 
     [[nodiscard]] bool Create(FileSystem::FileError& error)
     {
-        // So that the addition cannot make the name longer than a file name may be.
-        constexpr std::size_t longestName = 200;
-        const std::string name = FileSystem::gGetFileName(mTarget);
-        const Utility::GUID guid = Utility::gMakeGUID();
-        const std::string path = mTarget.substr(0, mTarget.size() - name.size()) + name.substr(0, longestName) +
-                                 Utility::gFormat(".%08X%04X%04X.tmp", guid.mData1, guid.mData2, guid.mData3);
+        const std::string path = FileSystem::gMakeTemporaryPath(mTarget);
         if (!mParents.Create(mTarget, error) || !FileSystem::gCreateNewDirectory(path, error))
         {
             return false;
@@ -135,7 +128,8 @@ private:
 /// Whether an entry of a capture's directory is one that captures have. Only such directories are ever deleted.
 bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
 {
-    const std::string name = entry.path().filename().string();
+    const std::string entryName = entry.path().filename().string();
+    const std::string_view name = FileSystem::gStripTemporaryName(entryName);
     std::error_code failure;
     if (entry.is_regular_file(failure))
     {
@@ -145,7 +139,8 @@ bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
     const std::filesystem::directory_iterator files{entry.path(), failure};
     return !failure && std::all_of(begin(files), end(files), [](const std::filesystem::directory_entry& file) {
         std::error_code ignored;
-        return file.is_regular_file(ignored) && file.path().extension() == ".dat";
+        const std::string fileName = file.path().filename().string();
+        return file.is_regular_file(ignored) && FileSystem::gStripTemporaryName(fileName).ends_with(".dat");
     });
 }
 

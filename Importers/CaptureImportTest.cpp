@@ -134,6 +134,10 @@ TEST_F(CaptureImportTest, FailureAndCancellationLeaveNothing)
 TEST_F(CaptureImportTest, OnlyForceReplacesAndOnlyACapture)
 {
     ASSERT_TRUE(Import("capture"));
+    // What a killed process leaves is a part of a capture too.
+    mFolder.Write("capture/events.index.0123456789ABCDEF.tmp", "half");
+    mFolder.Write("capture/BarChart/Model.dat.0123456789ABCDEF.tmp", "half");
+    ASSERT_TRUE(Import("capture", true)) << GetError();
     mFolder.Write("capture/mine.txt", "old");
     EXPECT_FALSE(Import("capture"));
     EXPECT_EQ(GetError(), "it exists already; --force replaces it");

@@ -79,15 +79,31 @@ std::string FollowLink(std::string path)
     return path;
 }
 
-std::string MakeTemporaryPath(const std::string& path)
+/// Of a name that is cut, so that the addition cannot make it longer than a file name may be.
+constexpr std::size_t gLongestKeptName = 200;
+constexpr std::size_t gNumTemporaryDigits = 16;
+constexpr std::string_view gTemporaryExtension = ".tmp";
+}
+
+std::string gMakeTemporaryPath(const std::string& path)
 {
-    // The name is cut so that the addition cannot make it longer than a file name may be.
-    constexpr std::size_t longestName = 200;
     const std::size_t nameStart = path.rfind(gSeparator) + 1;
     const Utility::GUID guid = Utility::gMakeGUID();
-    return path.substr(0, nameStart) + path.substr(nameStart, longestName) +
-           Utility::gFormat(".%08X%04X%04X.tmp", guid.mData1, guid.mData2, guid.mData3);
+    return path.substr(0, nameStart) + path.substr(nameStart, gLongestKeptName) +
+           Utility::gFormat(".%08X%04X%04X", guid.mData1, guid.mData2, guid.mData3) + std::string(gTemporaryExtension);
 }
+
+std::string_view gStripTemporaryName(std::string_view name)
+{
+    constexpr std::size_t added = 1 + gNumTemporaryDigits + gTemporaryExtension.size();
+    if (name.size() <= added || !name.ends_with(gTemporaryExtension))
+    {
+        return name;
+    }
+    const std::string_view addition = name.substr(name.size() - added);
+    const bool isOurs =
+        addition.front() == '.' && addition.find_first_not_of("0123456789ABCDEF", 1) == 1 + gNumTemporaryDigits;
+    return isOurs ? name.substr(0, name.size() - added) : name;
 }
 
 FileHandle& FileHandle::operator=(FileHandle&& other) noexcept
@@ -120,7 +136,7 @@ bool AtomicFileWriter::Open(const std::string& path, FileError& error)
     mError = {};
     mSize = 0;
     mPath = FollowLink(gGetNativePath(path));
-    mTemporaryPath = MakeTemporaryPath(mPath);
+    mTemporaryPath = gMakeTemporaryPath(mPath);
     const int descriptor = gGetFileCalls().Open(mTemporaryPath.c_str(), EOpenMode::CreateNew);
     if (descriptor < 0)
     {

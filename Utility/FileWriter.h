@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 /// Files that must survive: every failure is noticed, named and leaves the disk in a known state. None of these classes
@@ -66,6 +67,12 @@ private:
     std::uint64_t mSize = 0;
     FileError mError;
 };
+
+/// A new name beside `path` for what takes that path's place when it is complete.
+std::string gMakeTemporaryPath(const std::string& path);
+/// The name of the file that a temporary one was to become, and any other name as it is. A process that is killed
+/// leaves such files behind.
+std::string_view gStripTemporaryName(std::string_view name);
 
 /// AtomicFileWriter in one call.
 [[nodiscard]] bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error);

@@ -113,6 +113,24 @@ TEST_F(FileWriterTest, ReplacingKeepsLinksPermissionsAndLongNames)
     EXPECT_EQ(mFolder.Read(longest), "content");
 }
 
+TEST(TemporaryNameTest, TellsWhatItWasFor)
+{
+    const std::pair<const char*, const char*> rows[] = {
+        {"events.index.0123456789ABCDEF.tmp", "events.index"},
+        {"events.index.0123456789abcdef.tmp", "events.index.0123456789abcdef.tmp"},
+        {"events.index.0123456789ABCDE.tmp", "events.index.0123456789ABCDE.tmp"},
+        {"events.index-0123456789ABCDEF.tmp", "events.index-0123456789ABCDEF.tmp"},
+        {".0123456789ABCDEF.tmp", ".0123456789ABCDEF.tmp"},
+        {"letter.tmp", "letter.tmp"},
+        {"", ""},
+    };
+    for (const auto& [name, expected] : rows)
+    {
+        EXPECT_EQ(gStripTemporaryName(name), expected);
+    }
+    EXPECT_EQ(gStripTemporaryName(gMakeTemporaryPath("/a/b.dat")), "/a/b.dat");
+}
+
 TEST_F(FileWriterTest, ErrorsNameOperationFileAndReason)
 {
     EXPECT_FALSE(gReplaceFile(mFolder / "missing/file", AsBytes("x"), mError));

@@ -1,7 +1,9 @@
 #include "tests/support/RunProgram.h"
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -30,8 +32,9 @@ namespace
     _exit(127);
 }
 
-/// Takes in both streams as they come, so that neither can block the program.
-void Collect(int output, int errors, ProgramResult& result)
+/// Takes in both streams as they come, so that neither can block the program. Calls `onOutput` after each piece.
+template <class Callback>
+void Collect(int output, int errors, ProgramResult& result, const Callback& onOutput)
 {
     std::array<pollfd, 2> streams{pollfd{output, POLLIN, 0}, pollfd{errors, POLLIN, 0}};
     std::array<std::string*, 2> texts{&result.Output, &result.Errors};
@@ -47,6 +50,7 @@ void Collect(int output, int errors, ProgramResult& result)
             if (count > 0)
             {
                 texts[i]->append(block.data(), static_cast<std::size_t>(count));
+                onOutput();
                 continue;
             }
             streams[i].fd = -1;
@@ -55,9 +59,9 @@ void Collect(int output, int errors, ProgramResult& result)
     }
 }
 
-}
-
-ProgramResult gRunProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory)
+/// Runs a program to its end. `watch` gets its process id and what it has written, at first nothing.
+template <class Callback>
+ProgramResult Run(const std::vector<std::string>& arguments, const std::string& workingDirectory, const Callback& watch)
 {
     ProgramResult result;
     std::array<int, 2> output{};
@@ -69,7 +73,8 @@ ProgramResult gRunProgram(const std::vector<std::string>& arguments, const std::
         Execute(arguments, workingDirectory, output[1], errors[1]);
     close(output[1]);
     close(errors[1]);
-    Collect(output[0], errors[0], result);
+    watch(child, result);
+    Collect(output[0], errors[0], result, [&] { watch(child, result); });
     close(output[0]);
     close(errors[0]);
 
@@ -77,6 +82,26 @@ ProgramResult gRunProgram(const std::vector<std::string>& arguments, const std::
     waitpid(child, &status, 0);
     result.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
+}
+
+}
+
+ProgramResult gRunProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory)
+{
+    return Run(arguments, workingDirectory, [](pid_t, const ProgramResult&) {});
+}
+
+ProgramResult gRunAndKillProgram(
+    const std::vector<std::string>& arguments, std::size_t numBytes, std::chrono::microseconds delay)
+{
+    bool isKilled = false;
+    return Run(arguments, ".", [&](pid_t child, const ProgramResult& result) {
+        if (isKilled || result.Output.size() < numBytes)
+            return;
+        isKilled = true;
+        std::this_thread::sleep_for(delay);
+        kill(child, SIGKILL);
+    });
 }
 
 ProgramResult gRunQuarkspindle(std::vector<std::string> arguments, const std::string& workingDirectory)

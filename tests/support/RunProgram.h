@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,11 @@ struct ProgramResult
 
 /// Runs a program to its end, with nothing to read and no terminal.
 ProgramResult gRunProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory = ".");
+
+/// Starts a program and kills it: once it has written that many bytes to its output, and the delay has passed. The
+/// result has all that it had written by then.
+ProgramResult gRunAndKillProgram(
+    const std::vector<std::string>& arguments, std::size_t numBytes, std::chrono::microseconds delay);
 
 /// `quarkspindle` as it was built, with these arguments.
 ProgramResult gRunQuarkspindle(std::vector<std::string> arguments, const std::string& workingDirectory = ".");

@@ -158,7 +158,7 @@ TEST_F(CrashTest, KillAtAnyMomentKeepsWhatWasAcknowledged)
             command.emplace_back("continue");
         if (isFast)
             command.emplace_back("fast");
-        const std::size_t numAcknowledgements = random() % (isFast ? 60 : 20);
+        const std::size_t numAcknowledgements = random() % (isFast && gIsLongForm() ? 60 : 20);
         const std::chrono::microseconds delay{random() % (isFast ? 5000 : 20000)};
         SCOPED_TRACE(::testing::Message() << "kill " << i << (continues ? " of one that went on" : "") << " after "
                                           << numAcknowledgements << " chunks and " << delay.count() << " us");

@@ -9,6 +9,7 @@
 #include <memory>
 #include <numeric>
 #include <unordered_map>
+#include <vector>
 
 namespace Importers
 {
@@ -22,17 +23,9 @@ bool IsShort(const std::string& path)
     Utility::Result result;
     const std::unique_ptr<TraceReader> reader = TraceReader::sOpen(path, result);
     Fuzz::gCheck(reader != nullptr, "a file cannot be opened");
-    std::size_t size = 0;
-    while (size <= cMostText)
-    {
-        const std::size_t window = reader->NextWindow().size();
-        if (window == 0)
-        {
-            return true;
-        }
-        size += window;
-    }
-    return false;
+    // Less comes only at the end.
+    std::vector<char> text(cMostText + 1);
+    return reader->Read(text) <= cMostText;
 }
 
 /// Holds a recording to the rules of EventSink, and counts.

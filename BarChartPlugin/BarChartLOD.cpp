@@ -21,8 +21,9 @@ int32_t gFindBar(const std::vector<BarChartLOD::Bar>& bars, double BarChartLOD::
 void BarChartLOD::AddEvent(double startTimeMs, double endTimeMs, std::string_view context)
 {
     const double duration = endTimeMs - startTimeMs;
-    const int32_t eventsPerBar = int32_t{1} << LODLevel;
-    if (NumEvents % eventsPerBar == 0)
+    // Bars cover powers of two, so that no division is needed.
+    const uint32_t numInLastBar = static_cast<uint32_t>(NumEvents) & ((uint32_t{1} << LODLevel) - 1);
+    if (numInLastBar == 0)
     {
         Bars.push_back(Bar{.StartTimeMs = startTimeMs,
             .EndTimeMs = endTimeMs,

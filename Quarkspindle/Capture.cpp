@@ -1,11 +1,12 @@
 #include "Quarkspindle/Capture.h"
 
+#include "BarChartPlugin/BarChartModel.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/CapturePath.h"
-#include "Quarkspindle/Host.h"
 #include "Quarkspindle/Output.h"
 #include "Quarkspindle/ProgressLine.h"
+#include "Serialization/Error.h"
 
 namespace Quarkspindle
 {
@@ -41,6 +42,26 @@ std::unique_ptr<Profiler::Session> gOpenCapture(
             gPrintError(rebuilt);
     }
     return session;
+}
+
+ChartCapture::ChartCapture() = default;
+
+ChartCapture::~ChartCapture() = default;
+
+bool ChartCapture::Open(const std::string& path, const std::atomic<bool>& interrupted, Utility::Result& result)
+{
+    if (!mHost.LoadPlugins(result))
+        return false;
+    mSession = gOpenCapture(mHost, path, interrupted, result);
+    if (mSession == nullptr)
+        return false;
+    for (Profiler::Model* model : mSession->GetModels())
+    {
+        mModel = Profiler::gAsBarChartModel(*model);
+        if (mModel != nullptr)
+            return true;
+    }
+    return result.FailText(Serialization::Unspecified, "The plug-in gave no chart model of this program's version");
 }
 
 }

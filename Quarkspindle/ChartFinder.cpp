@@ -30,18 +30,18 @@ public:
             mThreads[threadID] = {};
     }
 
-    void ProcessEvent(const Profiler::TraceEventView& event)
+    void ProcessEvent(const Profiler::TraceEventRecord& event)
     {
-        using Profiler::ETraceEventType;
-        if (event.mType != ETraceEventType::InstrumentationBegin && event.mType != ETraceEventType::InstrumentationEnd)
+        const bool isBegin = event.GetType() == Profiler::ETraceEventType::InstrumentationBegin;
+        if (!isBegin && event.GetType() != Profiler::ETraceEventType::InstrumentationEnd)
             return;
-        const auto found = mThreads.find(event.mThreadID);
+        const auto found = mThreads.find(event.GetThreadID());
         if (found == mThreads.end())
             return;
         State& state = found->second;
-        if (event.mType == ETraceEventType::InstrumentationBegin)
+        if (isBegin)
         {
-            if (state.Depth > 0 || event.mName == mName)
+            if (state.Depth > 0 || event.GetBeginName() == mName)
                 ++state.Depth;
         }
         else if (state.Depth > 0 && --state.Depth == 0)
@@ -95,17 +95,6 @@ void FailUnknownEvent(Profiler::BarChartModel& model, const std::string& name, U
 
 }
 
-Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility::Result& result)
-{
-    for (Profiler::Model* model : session.GetModels())
-    {
-        if (Profiler::BarChartModel* barChartModel = Profiler::gAsBarChartModel(*model))
-            return barChartModel;
-    }
-    result.FailText(Serialization::Unspecified, "The plug-in gave no chart model of this program's version");
-    return nullptr;
-}
-
 std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model,
     const std::string& name, std::optional<int32_t> threadID, const std::atomic<bool>& interrupted,
     Utility::Result& result)
@@ -129,16 +118,16 @@ std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarCh
         return threadIDs.front();
 
     OccurrenceCounter counter{threadIDs, name};
-    auto iterator = session.GetEventStream().GetIterator(0.0);
-    Profiler::TraceEventView event;
-    while (iterator.NextView(event))
-    {
+    bool isComplete = true;
+    session.GetEventStream().GetIterator(0.0).ForEachRecord([&](const Profiler::TraceEventRecord& event) {
         counter.ProcessEvent(event);
-        if (interrupted.load(std::memory_order_relaxed))
-        {
-            result.FailText(Serialization::Unspecified, "Interrupted");
-            return std::nullopt;
-        }
+        isComplete = !interrupted.load(std::memory_order_relaxed);
+        return isComplete;
+    });
+    if (!isComplete)
+    {
+        result.FailText(Serialization::Unspecified, "Interrupted");
+        return std::nullopt;
     }
     return *std::max_element(threadIDs.begin(), threadIDs.end(),
         [&](int32_t a, int32_t b) { return counter.GetCount(a) < counter.GetCount(b); });

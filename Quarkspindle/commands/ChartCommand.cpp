@@ -8,7 +8,6 @@
 #include "Quarkspindle/Capture.h"
 #include "Quarkspindle/ChartFinder.h"
 #include "Quarkspindle/ChartPrinter.h"
-#include "Quarkspindle/Host.h"
 #include "Quarkspindle/Output.h"
 #include "System/Terminal.h"
 
@@ -50,24 +49,20 @@ void ChartCommand::Declare(CLI::App& program)
 
 bool ChartCommand::Run(const CommandContext& context, Utility::Result& result)
 {
-    Host host;
-    if (!host.LoadPlugins(result))
+    ChartCapture capture;
+    if (!capture.Open(mCapture, context.Interrupted, result))
         return false;
-    const std::unique_ptr<Profiler::Session> session = gOpenCapture(host, mCapture, context.Interrupted, result);
-    if (session == nullptr)
-        return false;
-    Profiler::BarChartModel* model = gFindBarChartModel(*session, result);
-    if (model == nullptr)
-        return false;
+    Profiler::Session& session = capture.GetSession();
+    Profiler::BarChartModel& model = capture.GetModel();
     const std::optional<int32_t> threadID =
-        gChooseThread(*session, *model, mEvent, mThreadID, context.Interrupted, result);
+        gChooseThread(session, model, mEvent, mThreadID, context.Interrupted, result);
     if (!threadID)
         return false;
-    const Profiler::BarChart* chart = gComputeChart(*session, *model, mEvent, *threadID, context.Interrupted, result);
+    const Profiler::BarChart* chart = gComputeChart(session, model, mEvent, *threadID, context.Interrupted, result);
     if (chart == nullptr)
         return false;
 
-    const Profiler::Thread* thread = session->FindThread(*threadID);
+    const Profiler::Thread* thread = session.FindThread(*threadID);
     const ChartPrinter printer{*chart, thread == nullptr ? std::string{} : thread->ThreadName, mLevel};
     Output output;
     if (mFormat == "csv")
@@ -77,8 +72,8 @@ bool ChartCommand::Run(const CommandContext& context, Utility::Result& result)
     else
         printer.PrintText(output, System::gGetTerminalWidth(System::EStandardStream::Output));
     // A chart of a part of the events is shown, but not kept: it would be taken for the whole from then on.
-    return output.Finish(result) && session->GetEventStream().CheckWhole(result) &&
-           (!mSave || SaveModel(*session, *model, result));
+    return output.Finish(result) && session.GetEventStream().CheckWhole(result) &&
+           (!mSave || SaveModel(session, model, result));
 }
 
 }

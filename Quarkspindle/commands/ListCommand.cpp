@@ -9,8 +9,6 @@
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/Capture.h"
-#include "Quarkspindle/ChartFinder.h"
-#include "Quarkspindle/Host.h"
 #include "Quarkspindle/Output.h"
 #include "Utility/Text.h"
 
@@ -70,27 +68,22 @@ void ListCommand::Declare(CLI::App& program)
 
 bool ListCommand::Run(const CommandContext& context, Utility::Result& result)
 {
-    Host host;
-    if (!host.LoadPlugins(result))
-        return false;
-    const std::unique_ptr<Profiler::Session> session = gOpenCapture(host, mCapture, context.Interrupted, result);
-    if (session == nullptr)
-        return false;
-    Profiler::BarChartModel* model = gFindBarChartModel(*session, result);
-    if (model == nullptr)
+    ChartCapture capture;
+    if (!capture.Open(mCapture, context.Interrupted, result))
         return false;
 
+    const Profiler::Session& session = capture.GetSession();
     std::vector<Row> rows;
-    for (const Profiler::BarChartDescription& chart : model->GetAllBarCharts())
+    for (const Profiler::BarChartDescription& chart : capture.GetModel().GetAllBarCharts())
     {
         if (!Utility::gContainsIgnoreCase(chart.Name, mMatch))
             continue;
-        const Profiler::Thread* thread = session->FindThread(chart.ThreadID);
+        const Profiler::Thread* thread = session.FindThread(chart.ThreadID);
         rows.push_back({chart.ThreadID, thread == nullptr ? std::string{} : thread->ThreadName, chart.Name});
     }
     Output output;
     (mFormat == "csv" ? PrintCsv : PrintText)(output, rows);
-    return output.Finish(result) && session->GetEventStream().CheckWhole(result);
+    return output.Finish(result) && session.GetEventStream().CheckWhole(result);
 }
 
 }

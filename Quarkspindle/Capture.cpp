@@ -1,12 +1,11 @@
 #include "Quarkspindle/Capture.h"
 
-#include "BarChartPlugin/BarChartModel.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "Quarkspindle/CapturePath.h"
+#include "Quarkspindle/ChartFinder.h"
 #include "Quarkspindle/Output.h"
 #include "Quarkspindle/ProgressLine.h"
-#include "Serialization/Error.h"
 
 namespace Quarkspindle
 {
@@ -55,13 +54,8 @@ bool ChartCapture::Open(const std::string& path, const std::atomic<bool>& interr
     mSession = gOpenCapture(mHost, path, interrupted, result);
     if (mSession == nullptr)
         return false;
-    for (Profiler::Model* model : mSession->GetModels())
-    {
-        mModel = Profiler::gAsBarChartModel(*model);
-        if (mModel != nullptr)
-            return true;
-    }
-    return result.FailText(Serialization::Unspecified, "The plug-in gave no chart model of this program's version");
+    mModel = gFindBarChartModel(*mSession, result);
+    return mModel != nullptr;
 }
 
 }

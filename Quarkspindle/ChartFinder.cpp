@@ -95,6 +95,17 @@ void FailUnknownEvent(Profiler::BarChartModel& model, const std::string& name, U
 
 }
 
+Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility::Result& result)
+{
+    for (Profiler::Model* model : session.GetModels())
+    {
+        if (Profiler::BarChartModel* barChartModel = Profiler::gAsBarChartModel(*model))
+            return barChartModel;
+    }
+    result.FailText(Serialization::Unspecified, "The plug-in gave no chart model of this program's version");
+    return nullptr;
+}
+
 std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model,
     const std::string& name, std::optional<int32_t> threadID, const std::atomic<bool>& interrupted,
     Utility::Result& result)

@@ -17,6 +17,9 @@ class Session;
 namespace Quarkspindle
 {
 
+/// The chart model among the session's models; null with the reason in `result` when the plug-in gave none.
+Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility::Result& result);
+
 /// The thread whose chart of the event `name` is meant: `threadID` when it is given, else the one with most
 /// occurrences, the first of them among equals. Nothing, with the reason in `result`, when there is no such chart, or
 /// after an interrupt. Reads the events once when it has to choose among several threads.

@@ -133,7 +133,8 @@ bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
     std::error_code failure;
     if (entry.is_regular_file(failure))
     {
-        return name == "events.dat" || name == "events.index" || name.ends_with(".session");
+        return name == "events.dat" || name == "events.index" || name.ends_with(".session") ||
+               name.ends_with(".session.damaged");
     }
     // The folder of a plug-in.
     const std::filesystem::directory_iterator files{entry.path(), failure};

@@ -47,15 +47,8 @@ std::vector<Finding> CaptureVerifier::Verify()
 
 void CaptureVerifier::VerifySessionFile()
 {
-    RTTI::ObjectFactory factory;
-    factory.SetFactory<Profiler::Session>([] { return std::make_unique<Profiler::Session>(); });
-    factory.SetFactory<Profiler::Module>([] { return std::make_unique<Profiler::Module>(nullptr); });
     Utility::Result result;
-    std::vector<std::unique_ptr<RTTI::Object>> objects;
-    if (Serialization::gReadBinaryFile(
-            mSessionPath, mHost.GetTypeRegistry(), factory, Serialization::EUnknownTypePolicy::Skip, objects, result) &&
-        result.Check(Serialization::gTakeFirst<Profiler::Session>(objects) != nullptr, Serialization::CorruptData,
-            "It holds no session"))
+    if (gReadSessionFile(mHost, mSessionPath, result))
         AddSound(mSessionPath, "session, " + FormatFileSize(mSessionPath));
     else
         AddDamage(mSessionPath, result);
@@ -102,13 +95,25 @@ void CaptureVerifier::VerifyModel(Profiler::Session& session)
 
 void CaptureVerifier::AddSound(const std::string& file, std::string text)
 {
-    mFindings.push_back({file, false, std::move(text)});
+    mFindings.push_back({file, Finding::EState::Sound, std::move(text)});
 }
 
 void CaptureVerifier::AddDamage(const std::string& file, const Utility::Result& result)
 {
     for (const Utility::Result::Entry& entry : result.GetEntries())
-        mFindings.push_back({entry.mContext.empty() ? file : entry.mContext, true, entry.mMessage});
+        mFindings.push_back({entry.mContext.empty() ? file : entry.mContext, Finding::EState::Damaged, entry.mMessage});
+}
+
+bool gReadSessionFile(Host& host, const std::string& path, Utility::Result& result)
+{
+    RTTI::ObjectFactory factory;
+    factory.SetFactory<Profiler::Session>([] { return std::make_unique<Profiler::Session>(); });
+    factory.SetFactory<Profiler::Module>([] { return std::make_unique<Profiler::Module>(nullptr); });
+    std::vector<std::unique_ptr<RTTI::Object>> objects;
+    return Serialization::gReadBinaryFile(
+               path, host.GetTypeRegistry(), factory, Serialization::EUnknownTypePolicy::Skip, objects, result) &&
+           result.Check(Serialization::gTakeFirst<Profiler::Session>(objects) != nullptr, Serialization::CorruptData,
+               "It holds no session");
 }
 
 }

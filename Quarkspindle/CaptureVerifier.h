@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Quarkspindle/Finding.h"
 #include "Utility/Result.h"
 
 namespace Profiler
@@ -14,14 +15,6 @@ namespace Quarkspindle
 {
 
 class Host;
-
-/// One thing that a verification has to say of a file of a capture.
-struct Finding
-{
-    std::string File; ///< its full path
-    bool IsDamage = false;
-    std::string Text; ///< what there is, or what is wrong and at which byte
-};
 
 /// Reads every file of a capture whole: session file, index, each chunk of the events by itself, and the chart model.
 /// Nothing is changed. One thread, for one capture.
@@ -48,5 +41,8 @@ private:
     std::string mSessionPath;
     std::vector<Finding> mFindings;
 };
+
+/// Whether a session file is sound, by itself.
+[[nodiscard]] bool gReadSessionFile(Host& host, const std::string& path, Utility::Result& result);
 
 }

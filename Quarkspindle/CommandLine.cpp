@@ -12,6 +12,7 @@
 #include "Quarkspindle/commands/ImportCommand.h"
 #include "Quarkspindle/commands/InfoCommand.h"
 #include "Quarkspindle/commands/ListCommand.h"
+#include "Quarkspindle/commands/RepairCommand.h"
 #include "Quarkspindle/commands/VerifyCommand.h"
 #include "System/Interrupt.h"
 
@@ -33,6 +34,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands()
     commands.push_back(std::make_unique<ListCommand>());
     commands.push_back(std::make_unique<ChartCommand>());
     commands.push_back(std::make_unique<VerifyCommand>());
+    commands.push_back(std::make_unique<RepairCommand>());
     return commands;
 }
 

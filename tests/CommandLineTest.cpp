@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -236,6 +237,91 @@ TEST_F(CommandLineTest, VerifyFindsEveryDamagedFile)
     EXPECT_NE(verified.Output.find("lacks 1 chunk"), std::string::npos) << verified.Output;
 }
 
+TEST_F(CommandLineTest, RepairMakesLostAndDamagedFilesAnew)
+{
+    const auto damage = [](std::string& content) {
+        content[content.size() / 2] ^= 0x10;
+    };
+    const auto remove = [](std::string& content) {
+        content.clear();
+    };
+    const struct
+    {
+        const char* File;
+        std::function<void(std::string&)> Change;
+    } rows[] = {
+        {"trace/events.index", damage},
+        {"trace/events.index", remove},
+        {"trace/trace.session", damage},
+        {"trace/trace.session", remove},
+        {"trace/BarChart/Model.dat", damage},
+        {"trace/BarChart/Model.dat", remove},
+    };
+    for (const auto& row : rows)
+    {
+        const std::string capture = Import();
+        const std::vector<std::string> commands[] = {{"info", capture, "--format", "json"},
+            {"list", capture, "--format", "csv"}, {"chart", capture, "--event", "work", "--format", "csv"}};
+        std::vector<std::string> before;
+        for (const std::vector<std::string>& command : commands)
+            before.push_back(gRunQuarkspindle(command).Output);
+        std::string content = mDirectory.Read(row.File);
+        row.Change(content);
+        if (content.empty())
+            std::filesystem::remove(mDirectory / row.File);
+        else
+            mDirectory.Write(row.File, content);
+
+        const ProgramResult repaired = gRunQuarkspindle({"repair", capture});
+        EXPECT_EQ(repaired.ExitCode, 0) << row.File << repaired.Errors;
+        EXPECT_EQ(gRunQuarkspindle({"verify", capture}).ExitCode, 0) << row.File;
+        for (std::size_t i = 0; i < before.size(); ++i)
+            EXPECT_EQ(gRunQuarkspindle(commands[i]).Output, before[i]) << row.File;
+        const ProgramResult again = gRunQuarkspindle({"repair", capture});
+        EXPECT_EQ(again.ExitCode, 0) << again.Errors;
+        EXPECT_EQ(again.Output.find("mended"), std::string::npos) << again.Output;
+    }
+    EXPECT_EQ(gRunQuarkspindle({"repair", mDirectory.GetPath()}).ExitCode, 1) << "no capture";
+}
+
+TEST_F(CommandLineTest, RepairLeavesDamagedEventsOutOnlyOnRequest)
+{
+    const std::string capture = Import();
+    ASSERT_EQ(gRunQuarkspindle({"chart", capture, "--event", "work", "--save"}).ExitCode, 0);
+    std::string events = mDirectory.Read("trace/events.dat");
+    events[0] ^= 0x40;
+    mDirectory.Write("trace/events.dat", events);
+    const auto readAll = [&] {
+        std::string all;
+        for (const char* file :
+            {"trace/trace.session", "trace/events.dat", "trace/events.index", "trace/BarChart/Model.dat"})
+            all += mDirectory.Read(file);
+        return all;
+    };
+    const std::string before = readAll();
+
+    const ProgramResult refused = gRunQuarkspindle({"repair", capture, "--format", "json"});
+    EXPECT_EQ(refused.ExitCode, 1);
+    EXPECT_NE(refused.Errors.find("--drop-damaged"), std::string::npos) << refused.Errors;
+    rapidjson::Document json;
+    ASSERT_FALSE(json.Parse(refused.Output.c_str()).HasParseError()) << refused.Output;
+    EXPECT_EQ(json["damages"].GetInt(), 1);
+    ASSERT_EQ(json["findings"].Size(), 1u);
+    EXPECT_STREQ(json["findings"][0]["state"].GetString(), "damaged");
+    EXPECT_EQ(std::string{json["findings"][0]["text"].GetString()}.rfind("Chunk 1 of 1, at byte 0: ", 0), 0u);
+    EXPECT_EQ(readAll(), before);
+    EXPECT_EQ(gRunQuarkspindle({"verify", capture, "--format", "json"}).ExitCode, 1);
+
+    const ProgramResult repaired = gRunQuarkspindle({"repair", capture, "--drop-damaged"});
+    EXPECT_EQ(repaired.ExitCode, 0) << repaired.Errors;
+    EXPECT_NE(
+        repaired.Output.find("LOST    " + (mDirectory / "trace/events.dat") + ": Chunk 1 of 1"), std::string::npos)
+        << repaired.Output;
+    EXPECT_EQ(gRunQuarkspindle({"verify", capture}).ExitCode, 0);
+    EXPECT_EQ(SplitLines(gRunQuarkspindle({"list", capture, "--format", "csv"}).Output).size(), 1u)
+        << "nothing of what was left out is shown";
+}
+
 TEST_F(CommandLineTest, PartOfACaptureIsShownButNeverKept)
 {
     const std::string capture = Import();
@@ -293,7 +379,7 @@ TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
 
 TEST_F(CommandLineTest, HelpAndVersionAreEverywhere)
 {
-    for (const char* command : {"import", "info", "list", "chart", "verify"})
+    for (const char* command : {"import", "info", "list", "chart", "verify", "repair"})
     {
         const ProgramResult help = gRunQuarkspindle({command, "--help"});
         EXPECT_EQ(help.ExitCode, 0);

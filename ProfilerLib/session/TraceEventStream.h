@@ -22,6 +22,7 @@ class TypeRegistry;
 namespace Profiler
 {
 class DeferredChunkWriter;
+class EventStreamRepair;
 class Session;
 
 /// All events of a capture in time order, on disk: `events.dat` holds the records in chunks, `events.index` says where
@@ -104,6 +105,7 @@ public:
     const std::string& GetIndexPath() const { return mIndexPath; }
 
 private:
+    friend class EventStreamRepair;
     friend struct RTTI::Access;
     static consteval auto sDescribe()
     {
@@ -122,6 +124,9 @@ private:
     /// The chunk that holds the first event at or after the time; false when there is none.
     bool FindChunk(double startTime, std::size_t& index) const;
 
+    /// The stream as its index has it, whatever the data file holds.
+    static std::unique_ptr<TraceEventStream> sLoadIndex(
+        Session& session, const RTTI::TypeRegistry& registry, Utility::Result& result);
     bool CheckIndex(Utility::Result& result) const;
     bool DropLostChunks(Utility::Result& result);
     std::uint64_t CountEvents() const;

@@ -28,7 +28,13 @@ std::unique_ptr<TraceEventStream> TraceEventStream::sLoad(
             return nullptr;
         }
     }
+    std::unique_ptr<TraceEventStream> stream = sLoadIndex(session, registry, result);
+    return stream != nullptr && stream->DropLostChunks(result) ? std::move(stream) : nullptr;
+}
 
+std::unique_ptr<TraceEventStream> TraceEventStream::sLoadIndex(
+    Session& session, const RTTI::TypeRegistry& registry, Utility::Result& result)
+{
     const std::string indexPath = session.GetFile("events.index");
     const auto context = result.PushContext(indexPath);
     RTTI::ObjectFactory factory;
@@ -46,11 +52,7 @@ std::unique_ptr<TraceEventStream> TraceEventStream::sLoad(
         return nullptr;
     }
     stream->mIsIndexStale = false;
-    if (!stream->CheckIndex(result) || !stream->DropLostChunks(result))
-    {
-        return nullptr;
-    }
-    return stream;
+    return stream->CheckIndex(result) ? std::move(stream) : nullptr;
 }
 
 /// What a valid checksum does not say: the chunks lie back to back in time order.

@@ -1,6 +1,6 @@
 #include "ProfilerLib/session/TraceEventStream.h"
 
-#include "ProfilerLib/session/SessionFixture.h"
+#include "ProfilerLib/session/EventStreamFixture.h"
 #include "Serialization/Error.h"
 #include "Utility/Damage.h"
 #include "Utility/FailureSweep.h"
@@ -14,7 +14,6 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
-#include <numeric>
 #include <stdexcept>
 #include <thread>
 
@@ -30,89 +29,9 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-using Numbers = std::vector<int>;
-
-Numbers MakeRange(int first, int end)
-{
-    Numbers numbers(static_cast<std::size_t>(std::max(end - first, 0)));
-    std::iota(numbers.begin(), numbers.end(), first);
-    return numbers;
-}
-
-/// An event that knows its number: at that many milliseconds, with texts of different lengths.
-TraceEvent MakeNumbered(int number)
-{
-    return MakeBegin(number, "event " + std::to_string(number), std::string(static_cast<std::size_t>(number % 5), 'x'));
-}
-
-template <class Text>
-int GetNumber(const BasicTraceEvent<Text>& event)
-{
-    const int number = std::stoi(std::string{event.mName.substr(6)});
-    const TraceEvent expected = MakeNumbered(number);
-    EXPECT_EQ(event.mTime, expected.mTime);
-    EXPECT_EQ(event.mContext, expected.mContext);
-    return number;
-}
-
-class TraceEventStreamTest : public SessionFixture
+class TraceEventStreamTest : public EventStreamFixture
 {
 protected:
-    TraceEventStreamTest() : mSession{GetSessionPath(), nullptr, nullptr, nullptr} {}
-
-    std::unique_ptr<TraceEventStream> Create() { return std::make_unique<TraceEventStream>(mSession); }
-
-    std::unique_ptr<TraceEventStream> Load()
-    {
-        mResult.Clear();
-        return TraceEventStream::sLoad(mSession, mRegistry, mResult);
-    }
-
-    bool Add(TraceEventStream& stream, int first, int end)
-    {
-        bool isAdded = true;
-        for (int number = first; number < end; ++number)
-        {
-            isAdded = stream.AddEvent(MakeNumbered(number), mResult) && isAdded;
-        }
-        return isAdded;
-    }
-
-    bool AddChunk(TraceEventStream& stream, int first, int end)
-    {
-        return Add(stream, first, end) && stream.Flush(mResult);
-    }
-
-    /// Three chunks: 0 to 2, 3 to 6, 7 and 8.
-    std::unique_ptr<TraceEventStream> RecordSmall()
-    {
-        std::unique_ptr<TraceEventStream> stream = Create();
-        EXPECT_TRUE(AddChunk(*stream, 0, 3) && AddChunk(*stream, 3, 7) && AddChunk(*stream, 7, 9))
-            << mResult.ToString();
-        return stream;
-    }
-
-    static std::uint64_t GetEnd(const TraceEventStream& stream)
-    {
-        const std::vector<TraceEventStream::Chunk> chunks = stream.GetChunks();
-        return chunks.empty() ? 0 : chunks.back().FileOffset + chunks.back().Size;
-    }
-
-    static Numbers ReadAll(const TraceEventStream& stream, double startTime = 0.0)
-    {
-        Numbers numbers;
-        TraceEventStream::Iterator iterator = stream.GetIterator(startTime);
-        TraceEventView event;
-        while (iterator.NextView(event))
-        {
-            numbers.push_back(GetNumber(event));
-        }
-        EXPECT_TRUE(iterator.IsAtEnd());
-        return numbers;
-    }
-
-    void Replace(const char* name, const std::string& content) const { mFolder.Replace(name, content); }
-
     /// Replaces bytes of the index, given from its end, and makes its checksum fit.
     void PatchIndex(std::size_t fromEnd, std::span<const std::byte> bytes) const
     {
@@ -128,8 +47,6 @@ protected:
     {
         PatchIndex(fromEnd, std::as_bytes(std::span{&value, 1}));
     }
-
-    Session mSession;
 };
 
 /// Bytes of a stored chunk: body size, start, end, offset, size. The chunks are the last thing in front of the

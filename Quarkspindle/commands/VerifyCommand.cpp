@@ -15,6 +15,10 @@ void VerifyCommand::Declare(CLI::App& program)
 {
     CLI::App& word = AddWord(program, "verify", "Read every file and every chunk of a capture and say what is wrong");
     word.add_option("CAPTURE", mCapture, "Capture directory, .session file, or the trace beside it")->required();
+    word.add_option("--format", mFormat, "Form of the output")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->type_name("text|json")
+        ->capture_default_str();
 }
 
 bool VerifyCommand::Run(const CommandContext&, Utility::Result& result)
@@ -25,15 +29,14 @@ bool VerifyCommand::Run(const CommandContext&, Utility::Result& result)
         return false;
 
     Output output;
-    std::size_t numDamages = 0;
-    for (const Finding& finding : CaptureVerifier{host, sessionPath}.Verify())
-    {
-        output.Print("%-8s%s: %s\n", finding.IsDamage ? "DAMAGED" : "ok", gMakePrintable(finding.File).c_str(),
-            gMakePrintable(finding.Text).c_str());
-        numDamages += finding.IsDamage ? 1 : 0;
-    }
+    const std::vector<Finding> findings = CaptureVerifier{host, sessionPath}.Verify();
+    if (mFormat == "json")
+        gPrintFindingsAsJson(output, sessionPath, findings);
+    else
+        gPrintFindings(output, findings);
     if (!output.Finish(result))
         return false;
+    const std::size_t numDamages = gCountDamages(findings);
     const auto file = result.PushContext(sessionPath);
     return numDamages == 0 ||
            result.Fail(Serialization::CorruptData, "The capture is damaged in %zu places", numDamages);

@@ -16,6 +16,7 @@ public:
 
 private:
     std::string mCapture;
+    std::string mFormat = "text";
 };
 
 }

@@ -30,7 +30,6 @@ constexpr DiskFailure cDiskFailures[] = {
     {"I/O error, once", std::errc::io_error, false, FailingFileCalls::sNever},
     {"I/O error from there on", std::errc::io_error, true, FailingFileCalls::sNever},
     {"full disk amid short writes, once", std::errc::no_space_on_device, false, 300},
-    {"I/O error amid short writes, from there on", std::errc::io_error, true, 300},
 };
 
 /// What is tried on failing disks.
@@ -50,7 +49,7 @@ struct TriedWriter
 
 /// Tries the writer on a disk that fails in operation k, for every k that it gets to and in every way, and checks what
 /// holds for all writers: a failure is reported with file and reason, no file stays open, and nothing lies in the
-/// folder that does not belong there. Returns the number of operations that the writer takes when none fails.
+/// folder that does not belong there. Returns the most operations that the writer took in one try.
 inline int gTryOnFailingDisks(const TriedWriter& writer)
 {
     int numOperations = 0;

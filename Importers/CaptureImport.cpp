@@ -30,6 +30,13 @@ std::string RemoveTrailingSeparators(std::string path)
     return path;
 }
 
+/// The folder that holds the name of a path.
+std::string GetFolder(const std::string& path)
+{
+    const std::string parent = FileSystem::gGetDirectory(path);
+    return !parent.empty() ? parent : path.front() == FileSystem::gSeparator ? "/" : ".";
+}
+
 /// Directories above a capture, made when they were missing. Those that are still empty go again with the object.
 class ParentDirectories
 {
@@ -60,6 +67,13 @@ public:
             mCreated.push_back(missing.back());
         }
         return true;
+    }
+
+    /// Makes their names durable.
+    [[nodiscard]] bool Sync(FileSystem::FileError& error) const
+    {
+        return std::all_of(mCreated.begin(), mCreated.end(),
+            [&](const std::string& directory) { return FileSystem::gSyncDirectory(GetFolder(directory), error); });
     }
 
 private:
@@ -108,9 +122,8 @@ public:
         {
             mPath.clear();
         }
-        const std::string parent = FileSystem::gGetDirectory(mTarget);
         FileSystem::FileError syncError;
-        if (!FileSystem::gSyncDirectory(!parent.empty() ? parent : mTarget.front() == '/' ? "/" : ".", syncError))
+        if (!FileSystem::gSyncDirectory(GetFolder(mTarget), syncError) || !mParents.Sync(syncError))
         {
             Utility::gTrace(
                 "The capture is complete but may not survive a crash of the machine: %s", syncError.ToString().c_str());

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
 namespace Profiler
@@ -585,6 +586,23 @@ TEST_F(TraceEventStreamTest, EventsStayPendingUntilTheyCanBeWritten)
     EXPECT_EQ(loaded->GetChunks(), stream->GetChunks());
     EXPECT_EQ(loaded->GetNumEvents(), 100003u);
     EXPECT_EQ(stream->GetNumEvents(), 100005u);
+}
+
+TEST_F(TraceEventStreamTest, FailedChunkLeavesTheDataFileAsItWas)
+{
+    FailingFileCalls calls;
+    const ScopedFileCalls scope{calls};
+    const std::unique_ptr<TraceEventStream> stream = RecordSmall();
+    calls.SetTearsWrites(true);
+    int operation = 0;
+    for (; stream->GetChunks().size() == 3; ++operation)
+    {
+        calls.FailAt(operation, static_cast<int>(std::errc::io_error), false);
+        static_cast<void>(AddChunk(*stream, 9 + operation, 10 + operation));
+        calls.Heal();
+        EXPECT_EQ(mFolder.Read("events.dat").size(), GetEnd(*stream)) << operation;
+    }
+    EXPECT_GE(operation, 5);
 }
 
 TEST_F(TraceEventStreamTest, WhateverFailsEveryAcknowledgedChunkIsWhole)

@@ -57,13 +57,18 @@ function(quarkspindle_library NAME)
   add_library(Quarkspindle::${NAME} ALIAS ${NAME})
 endfunction()
 
-# quarkspindle_test(NAME SOURCES file... [LIBRARIES lib...] [LABEL unit|gui|integration] [TIMEOUT seconds])
-# One GoogleTest program; each of its tests is one test of ctest.
+# Programs that draw run under it, as tests: on a display that nobody sees, with OpenGL in software.
+set(QUARKSPINDLE_RUN_WITH_DISPLAY "${PROJECT_SOURCE_DIR}/tests/support/run-with-display")
+
+# quarkspindle_test(NAME SOURCES file... [LIBRARIES lib...] [LABEL unit|gui|integration] [TIMEOUT seconds]
+#                   [GL_VERSIONS version...])
+# One GoogleTest program; each of its tests is one test of ctest. With the label gui it has a display and a
+# QGuiApplication; its tests run again with each version that OpenGL is told to claim, such as 3.3COMPAT.
 function(quarkspindle_test NAME)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;GL_VERSIONS")
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
@@ -75,19 +80,35 @@ function(quarkspindle_test NAME)
   if(ARG_LABEL STREQUAL unit)
     set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
   endif()
+  if(ARG_LABEL STREQUAL gui)
+    target_sources(${NAME} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/GuiApplication.cpp")
+    target_link_libraries(${NAME} PRIVATE Qt5::Gui)
+    set_target_properties(${NAME} PROPERTIES CROSSCOMPILING_EMULATOR "${QUARKSPINDLE_RUN_WITH_DISPLAY}")
+  endif()
   gtest_discover_tests(${NAME}
     DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT})
+  foreach(version IN LISTS ARG_GL_VERSIONS)
+    gtest_discover_tests(${NAME}
+      DISCOVERY_MODE PRE_TEST
+      TEST_SUFFIX ".GL${version}"
+      TEST_LIST ${NAME}_GL${version}
+      PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT MESA_GL_VERSION_OVERRIDE=${version})
+  endforeach()
 endfunction()
 
-# quarkspindle_benchmark(NAME SOURCES file... [LIBRARIES lib...])
-# One Google Benchmark program, run once with the shortest time as a test so that it cannot rot.
+# quarkspindle_benchmark(NAME SOURCES file... [LIBRARIES lib...] [DISPLAY])
+# One Google Benchmark program, run once with the shortest time as a test so that it cannot rot; with a display when it
+# draws.
 function(quarkspindle_benchmark NAME)
   if(NOT QUARKSPINDLE_BENCHMARKS)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "DISPLAY" "" "SOURCES;LIBRARIES")
   add_executable(${NAME} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/TestImage.cpp")
+  if(ARG_DISPLAY)
+    set_target_properties(${NAME} PROPERTIES CROSSCOMPILING_EMULATOR "${QUARKSPINDLE_RUN_WITH_DISPLAY}")
+  endif()
   target_link_libraries(${NAME} PRIVATE
     QuarkspindleOptions ${ARG_LIBRARIES} benchmark::benchmark benchmark::benchmark_main)
   set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_BENCHMARK_PROGRAMS ${NAME})

@@ -1,0 +1,79 @@
+#include "Renderer/PrimitiveList.h"
+
+#include "Renderer/PrimitiveRenderer.h"
+
+#include <cassert>
+
+namespace Renderer
+{
+PrimitiveList::~PrimitiveList()
+{
+    if (mRenderer != nullptr)
+    {
+        mRenderer->RemoveList(*this);
+    }
+}
+
+PrimitiveRenderer& PrimitiveList::GetRenderer() const
+{
+    assert(mRenderer != nullptr && mRenderer->IsCurrent(*this) && "BeginList comes first");
+    return *mRenderer;
+}
+
+void PrimitiveList::FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().FillRect(p0 + mOrigin, p1 + mOrigin, colour, layer);
+}
+
+void PrimitiveList::FrameRect(
+    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().FrameRect(p0 + mOrigin, p1 + mOrigin, thickness, colour, layer);
+}
+
+void PrimitiveList::BorderedRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& fillColour,
+    const Colour& borderColour, std::uint32_t borderLayer, std::uint32_t fillLayer)
+{
+    GetRenderer().FrameRect(p0 + mOrigin, p1 + mOrigin, thickness, borderColour, borderLayer);
+    const Vector2 inset{thickness, thickness};
+    GetRenderer().FillRect(p0 + mOrigin + inset, p1 + mOrigin - inset, fillColour, fillLayer);
+}
+
+void PrimitiveList::DrawLine(
+    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().DrawLine(p0 + mOrigin, p1 + mOrigin, thickness, colour, layer);
+}
+
+void PrimitiveList::FillTriangle(
+    const Vector2& p0, const Vector2& p1, const Vector2& p2, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().FillTriangle({p0 + mOrigin, p1 + mOrigin, p2 + mOrigin}, colour, layer);
+}
+
+void PrimitiveList::DrawShadowLine(
+    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().DrawShadowLine(p0 + mOrigin, p1 + mOrigin, width, colour, layer);
+}
+
+void PrimitiveList::DrawPolyline(
+    std::span<const Vector2> points, float width, const Colour& colour, bool isClosed, std::uint32_t layer)
+{
+    GetRenderer().DrawPolyline(points, mOrigin, width, colour, isClosed, layer);
+}
+
+void PrimitiveList::DrawShadowRect(
+    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+{
+    const Vector2 inset{width * 0.5f, width * 0.5f};
+    const Quad corners = gMakeRectangle(p0 + inset, p1 - inset);
+    DrawPolyline(std::array{corners[0], corners[1], corners[3], corners[2]}, width, colour, true, layer);
+}
+
+void PrimitiveList::DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength,
+    float dashOffset, const Colour& colour, std::uint32_t layer)
+{
+    GetRenderer().DrawDashedLine(p0 + mOrigin, p1 + mOrigin, thickness, dashLength, dashOffset, colour, layer);
+}
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Renderer/Vectors.h"
+
+#include <cstdint>
+#include <span>
+
+namespace Renderer
+{
+class PrimitiveRenderer;
+
+/// What one control draws with: points are relative to its upper left corner, y down, in pixels, and nothing reaches
+/// beyond its clip rectangle. In each frame PrimitiveRenderer::BeginList comes first. A higher layer is drawn first, so
+/// lower ones cover it; inside a layer the primitive that comes first stays on top. Layers go from 0 to 999; what has
+/// another one cannot be seen.
+///
+/// Owned by its control. It may end before or after the renderer, but not between drawing and the flush of a frame
+/// unless what it has drawn may be lost. The thread of the GL context.
+class PrimitiveList
+{
+public:
+    /// How many vertices its buffers are made for: about as many as it draws at the most in one colour and layer. A
+    /// larger number costs memory, a smaller one draw calls.
+    explicit PrimitiveList(std::uint32_t vertexBudget) : mVertexBudget(vertexBudget) {}
+    ~PrimitiveList();
+    PrimitiveList(const PrimitiveList&) = delete;
+    PrimitiveList& operator=(const PrimitiveList&) = delete;
+
+    /// From the upper left corner p0 to the lower right one p1; the other way round it has its back to the viewer and
+    /// is not seen. The same holds for the other rectangles.
+    void FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
+    /// Four lines inside the rectangle.
+    void FrameRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
+    void BorderedRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& fillColour,
+        const Colour& borderColour, std::uint32_t borderLayer, std::uint32_t fillLayer);
+    /// Square ends at p0 and p1. Without a length it leaves nothing, like all lines.
+    void DrawLine(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
+    /// Corners counter-clockwise as they are seen.
+    void FillTriangle(
+        const Vector2& p0, const Vector2& p1, const Vector2& p2, const Colour& colour, std::uint32_t layer);
+    /// A line whose sides fade out inside its width, and whose ends do not.
+    void DrawShadowLine(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
+    /// The same through several points, joined in miters. A closed one returns to its first point.
+    void DrawPolyline(
+        std::span<const Vector2> points, float width, const Colour& colour, bool isClosed, std::uint32_t layer);
+    /// A closed polyline inside the rectangle.
+    void DrawShadowRect(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
+    /// Dashes and gaps have the same length, rounded to whole pixels and at least 1; the first dash has lost
+    /// `dashOffset` pixels of it. Each length costs a material that stays, so they should come from a small set.
+    void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
+        const Colour& colour, std::uint32_t layer);
+
+    const Rectangle& GetClipRect() const { return mClipRect; }
+    const Vector2& GetOrigin() const { return mOrigin; }
+    std::uint32_t GetVertexBudget() const { return mVertexBudget; }
+
+private:
+    friend class PrimitiveRenderer;
+
+    /// The renderer of this frame; none before BeginList is a mistake of the caller.
+    PrimitiveRenderer& GetRenderer() const;
+
+    PrimitiveRenderer* mRenderer = nullptr;
+    Rectangle mClipRect;
+    Vector2 mOrigin;
+    std::uint32_t mVertexBudget;
+};
+}

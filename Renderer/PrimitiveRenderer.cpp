@@ -1,0 +1,195 @@
+#include "Renderer/PrimitiveRenderer.h"
+
+#include "Renderer/Material.h"
+#include "Renderer/PrimitiveList.h"
+#include "Renderer/RenderContext.h"
+#include "Renderer/Scissor.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+
+namespace Renderer
+{
+PrimitiveRenderer::PrimitiveRenderer(RenderContext& context, float dpiScale)
+    : mContext(context),
+      mBatches(context),
+      mSolidMaterial(CreateMaterial("Renderer/Shaders/Bar_vs.cg", "Renderer/Shaders/Bar_ps.cg")),
+      mHatchMaterial(CreateMaterial("Renderer/Shaders/HatchPattern_vs.cg", "Renderer/Shaders/HatchPattern_ps.cg")),
+      mShadowMaterial(CreateMaterial("Renderer/Shaders/LineShadow_vs.cg", "Renderer/Shaders/LineShadow_ps.cg"))
+{
+    mHatchMaterial.SetFloat(dpiScale * 15.0f, "inDensity");
+    mHatchMaterial.SetFloat(dpiScale * 5.0f, "inWidth");
+    mHatchMaterial.SetFloat(dpiScale * 2.0f, "inBorderWidth");
+    mShadowMaterial.SetFloat(dpiScale * 5.0f, "inEdgeWidth");
+}
+
+PrimitiveRenderer::~PrimitiveRenderer()
+{
+    for (PrimitiveList* list : mLists)
+    {
+        list->mRenderer = nullptr;
+    }
+}
+
+Material& PrimitiveRenderer::CreateMaterial(const char* vertexName, const char* fragmentName)
+{
+    Material& material = mContext.CreateMaterial(mContext.GetProgram(vertexName, fragmentName));
+    material.mBlend = true;
+    return material;
+}
+
+Material& PrimitiveRenderer::GetDashedMaterial(float dashLength)
+{
+    // What is no number would be found again by no look-up.
+    dashLength = std::isnan(dashLength) ? 0.0f : dashLength;
+    Material*& material = mDashedMaterials[dashLength];
+    if (material == nullptr)
+    {
+        material = &CreateMaterial("Renderer/Shaders/DashedLine_vs.cg", "Renderer/Shaders/DashedLine_ps.cg");
+        material->SetFloat(dashLength, "inDashLength");
+    }
+    return *material;
+}
+
+void PrimitiveRenderer::SetViewportSize(std::int32_t width, std::int32_t height)
+{
+    mCamera.Set(0.0f, static_cast<float>(width), 0.0f, static_cast<float>(height), 0.0f, 1000.0f);
+    mViewportHeight = height;
+}
+
+void PrimitiveRenderer::BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin)
+{
+    if (list.mRenderer != this)
+    {
+        if (list.mRenderer != nullptr)
+        {
+            list.mRenderer->RemoveList(list);
+        }
+        list.mRenderer = this;
+        mLists.push_back(&list);
+    }
+    list.mClipRect = clip;
+    list.mOrigin = origin;
+    mCurrentList = &list;
+}
+
+void PrimitiveRenderer::RemoveList(PrimitiveList& list)
+{
+    mBatches.Remove(list);
+    std::erase(mLists, &list);
+    list.mRenderer = nullptr;
+    if (mCurrentList == &list)
+    {
+        mCurrentList = nullptr;
+    }
+}
+
+Geometry& PrimitiveRenderer::GetBatch(
+    Material& material, std::uint32_t layer, VertexMask mask, std::uint32_t vertexCount)
+{
+    assert(mCurrentList != nullptr && "BeginList comes first");
+    return mBatches.GetGeometry({&material, static_cast<std::int32_t>(layer), mCurrentList}, mask, vertexCount,
+        mCurrentList->GetVertexBudget());
+}
+
+void PrimitiveRenderer::FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+{
+    gAppendQuad(GetBatch(mSolidMaterial, layer, gColouredVertices, 4), static_cast<float>(layer),
+        gMakeRectangle(p0, p1), colour);
+}
+
+void PrimitiveRenderer::FrameRect(
+    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+{
+    for (const Line& line : gMakeFrame(p0, p1, thickness))
+    {
+        DrawLine(line.mP0, line.mP1, thickness, colour, layer);
+    }
+}
+
+void PrimitiveRenderer::DrawLine(
+    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+{
+    if (const std::optional<Quad> corners = gMakeLine(p0, p1, thickness))
+    {
+        gAppendQuad(GetBatch(mSolidMaterial, layer, gColouredVertices, 4), static_cast<float>(layer), *corners, colour);
+    }
+}
+
+void PrimitiveRenderer::FillTriangle(const std::array<Vector2, 3>& corners, const Colour& colour, std::uint32_t layer)
+{
+    gAppendTriangle(GetBatch(mSolidMaterial, layer, gColouredVertices, 3), static_cast<float>(layer), corners, colour);
+}
+
+void PrimitiveRenderer::FillHatchedRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+{
+    const Quad corners = gMakeRectangle(p0, p1);
+    gAppendQuad(
+        GetBatch(mHatchMaterial, layer, gTexturedVertices, 4), static_cast<float>(layer), corners, corners, colour);
+}
+
+void PrimitiveRenderer::DrawShadowLine(
+    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+{
+    if (const std::optional<Quad> corners = gMakeLine(p0, p1, width))
+    {
+        gAppendShadowQuad(GetBatch(mShadowMaterial, layer, gDoublyTexturedVertices, 4), static_cast<float>(layer),
+            *corners, width, colour);
+    }
+}
+
+void PrimitiveRenderer::DrawPolyline(std::span<const Vector2> points, const Vector2& origin, float width,
+    const Colour& colour, bool isClosed, std::uint32_t layer)
+{
+    assert(points.size() < std::numeric_limits<std::uint32_t>::max() / 4);
+    const auto vertexCount = static_cast<std::uint32_t>(points.size() * 4);
+    gAppendPolyline(GetBatch(mShadowMaterial, layer, gDoublyTexturedVertices, vertexCount), static_cast<float>(layer),
+        points, origin, width, isClosed, colour);
+}
+
+void PrimitiveRenderer::DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength,
+    float dashOffset, const Colour& colour, std::uint32_t layer)
+{
+    if (const std::optional<Quad> corners = gMakeLine(p0, p1, thickness))
+    {
+        gAppendQuad(GetBatch(GetDashedMaterial(dashLength), layer, gTexturedVertices, 4), static_cast<float>(layer),
+            *corners, gMakeRectangle({0.0f, dashOffset}, {1.0f, gLength(p1 - p0) + dashOffset}), colour);
+    }
+}
+
+void PrimitiveRenderer::Flush()
+{
+    mCurrentList = nullptr;
+    if (mContext.IsInitialised())
+    {
+        for (const Batch* batch : mBatches.GetDrawOrder())
+        {
+            Draw(*batch);
+        }
+        mContext.SetScissor(std::nullopt);
+    }
+    mBatches.Clear();
+}
+
+void PrimitiveRenderer::Draw(const Batch& batch)
+{
+    const std::optional<ScissorBox> scissor = gGetScissor(batch.mKey.mList->GetClipRect(), mViewportHeight);
+    if (!batch.mKey.mMaterial->CanDraw() || (scissor && scissor->IsEmpty()))
+    {
+        return;
+    }
+    mContext.SetScissor(scissor);
+    for (std::size_t index = 0; index <= batch.mCurrent; ++index)
+    {
+        const Batch::Buffer& buffer = batch.mBuffers[index];
+        if (!buffer.mGeometry->IsEmpty())
+        {
+            mContext.Upload(*buffer.mGeometry);
+            mContext.Draw(
+                *buffer.mGeometry, *batch.mKey.mMaterial, buffer.mVertexArray.Get(), gIdentityMatrix, mCamera);
+        }
+    }
+}
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Renderer/BatchTable.h"
+#include "Renderer/PrimitiveGeometry.h"
+#include "Renderer/RenderCamera.h"
+#include "Renderer/Vectors.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+namespace Renderer
+{
+class Material;
+class PrimitiveList;
+class RenderContext;
+struct ShaderProgram;
+
+/// Turns what the controls of one widget draw anew in each frame into few draw calls: primitives of the same material,
+/// layer and list are collected, and Flush draws them back to front. Owned by its widget; the thread of the GL context.
+/// Where a shader could not be made, what needs it is not drawn, and everything else is.
+///
+/// Operations that draw take points of the surface and belong to the list that BeginList named; controls use those of
+/// their PrimitiveList.
+class PrimitiveRenderer
+{
+public:
+    /// With a GL context current. Without one it collects as ever and draws nothing. `context` must outlive it.
+    /// `dpiScale` is 1 at 96 dots an inch.
+    PrimitiveRenderer(RenderContext& context, float dpiScale);
+    ~PrimitiveRenderer();
+    PrimitiveRenderer(const PrimitiveRenderer&) = delete;
+    PrimitiveRenderer& operator=(const PrimitiveRenderer&) = delete;
+
+    /// In pixels. Needed once before the first flush.
+    void SetViewportSize(std::int32_t width, std::int32_t height);
+    /// Makes a list current for what is drawn next. The clip rectangle is one of the surface; see gGetScissor. `origin`
+    /// is added to every point.
+    void BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin);
+    bool IsCurrent(const PrimitiveList& list) const { return mCurrentList == &list; }
+    /// Forgets a list and what it drew since the last flush.
+    void RemoveList(PrimitiveList& list);
+
+    void FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
+    void FrameRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
+    void DrawLine(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
+    void FillTriangle(const std::array<Vector2, 3>& corners, const Colour& colour, std::uint32_t layer);
+    /// Diagonal stripes that are fixed to the surface, so that they go on from one rectangle to the next.
+    void FillHatchedRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
+    void DrawShadowLine(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
+    void DrawPolyline(std::span<const Vector2> points, const Vector2& origin, float width, const Colour& colour,
+        bool isClosed, std::uint32_t layer);
+    void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
+        const Colour& colour, std::uint32_t layer);
+
+    /// Room for so many vertices of the current list, to be filled at once.
+    Geometry& GetBatch(Material& material, std::uint32_t layer, VertexMask mask, std::uint32_t vertexCount);
+
+    /// What the next flush draws, in its order; valid until anything else is called.
+    std::span<Batch* const> GetDrawOrder() { return mBatches.GetDrawOrder(); }
+    /// Draws all that was collected, and empties it: once a frame, with the context current and its viewport set.
+    void Flush();
+
+private:
+    Material& CreateMaterial(const char* vertexName, const char* fragmentName);
+    Material& GetDashedMaterial(float dashLength);
+    void Draw(const Batch& batch);
+
+    RenderContext& mContext;
+    BatchTable mBatches;
+    Material& mSolidMaterial;
+    Material& mHatchMaterial;
+    Material& mShadowMaterial;
+    std::unordered_map<float, Material*> mDashedMaterials;
+    OrthoRenderCamera mCamera;
+    std::int32_t mViewportHeight = 0;
+    PrimitiveList* mCurrentList = nullptr;
+    /// Those that know this renderer.
+    std::vector<PrimitiveList*> mLists;
+};
+}

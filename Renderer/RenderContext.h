@@ -1,0 +1,127 @@
+#pragma once
+
+#include "Renderer/GLContextWatcher.h"
+#include "Renderer/Geometry.h"
+#include "Renderer/Scissor.h"
+#include "Renderer/ShaderManager.h"
+#include "Renderer/Texture.h"
+#include "Renderer/VertexArray.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Renderer
+{
+class Material;
+class OrthoRenderCamera;
+struct Colour;
+struct Matrix4;
+struct ShaderProgram;
+
+/// The root of all that lives on the GPU: one for all widgets of a host, whose GL contexts share their objects. It
+/// keeps what it makes (geometry, materials, textures, shaders) to its own end. The thread of the GL contexts only; for
+/// what says so, one of them has to be current.
+///
+/// It notices when a context ends. With the last one of the group all objects are gone: what was made from them draws
+/// nothing from then on, and `Initialise` starts again in the next context.
+///
+/// It outlives everything that draws with it. At its end it frees its GL objects when a context of the group is
+/// current; otherwise they go with the group.
+class RenderContext
+{
+public:
+    /// Needs no GL context.
+    RenderContext();
+    virtual ~RenderContext();
+    RenderContext(const RenderContext&) = delete;
+    RenderContext& operator=(const RenderContext&) = delete;
+
+    /// At the start and the end of what one widget paints.
+    virtual void BeginFrame();
+    virtual void EndFrame();
+
+    /// Brings up GL in the current context; the first widget does that, for the others it is done. False, with a line
+    /// in the log, when there is no OpenGL to draw with or when the current context does not share its objects with
+    /// those before; drawing then does nothing.
+    bool Initialise();
+    bool IsInitialised() const { return mInitialised; }
+    /// Whether GL may be called: true from inside Initialise on.
+    bool HasGL() const { return mMajorVersion > 0; }
+    /// 0 before Initialise.
+    int GetMajorVersion() const { return mMajorVersion; }
+    int GetMinorVersion() const { return mMinorVersion; }
+    bool IsVersionAtLeast(int majorVersion, int minorVersion) const
+    {
+        return std::pair(mMajorVersion, mMinorVersion) >= std::pair(majorVersion, minorVersion);
+    }
+
+    /// Colour and depth of the whole surface.
+    void Clear(const Colour& colour);
+    /// Whether triangles are drawn only from their front; from the next BeginFrame on. They are at first.
+    void SetCullFaces(bool cullFaces) { mCullFaces = cullFaces; }
+    /// Draws only inside the box from now on, or everywhere.
+    void SetScissor(const std::optional<ScissorBox>& box);
+
+    /// Needs no GL context. The geometry stays until the context ends.
+    Geometry& CreateGeometry(VertexMask mask, std::uint64_t capacity);
+    /// Gives a geometry back for the next request that it suits. It must not be used any more.
+    void RecycleGeometry(Geometry& geometry);
+    /// Needs no GL context. Without a program the material draws nothing.
+    Material& CreateMaterial(const ShaderProgram* program);
+    Texture& CreateTexture(std::int32_t width, std::int32_t height, ETextureFormat format = ETextureFormat::R16UI);
+    Sampler CreateSampler(const Texture& texture, const SamplerSettings& settings);
+    ShaderManager& GetShaders() { return mShaders; }
+    /// The program of two embedded sources, made at the first request. Null, with a line in the log, when it cannot be
+    /// made.
+    const ShaderProgram* GetProgram(const std::string& vertexName, const std::string& fragmentName);
+    /// One light, for geometry with normals. Null before Initialise.
+    const ShaderProgram* GetDefaultProgram() const { return mDefaultProgram; }
+
+    /// Joins the streams of a geometry to the attributes of a material's program. Needs no GL context.
+    VertexArrayHandle GetVertexArray(const Material& material, Geometry& geometry);
+    /// Deletes the vertex arrays that were released since in the context that is now current. A widget calls it before
+    /// it paints and when it ends.
+    void DeletePendingVertexArrays();
+
+    /// Sends what was put into the geometry to its GL buffers.
+    void Upload(Geometry& geometry);
+    /// Draws what was uploaded last, if the material can.
+    void Draw(const Geometry& geometry, Material& material, VertexArray& vertexArray, const Matrix4& model,
+        const OrthoRenderCamera& camera);
+
+private:
+    friend class VertexArrayHandle;
+
+    bool ReadVersion();
+    bool CreateDefaultProgram();
+    void Bind(VertexArray& vertexArray);
+    void Release(VertexArray& vertexArray);
+    void ForgetContext(GLContextHandle context);
+    /// Deletes all GL objects, or only forgets their names when they are gone already.
+    void ReleaseGLObjects(bool areAlive);
+
+    bool mInitialised = false;
+    bool mCullFaces = true;
+    int mMajorVersion = 0;
+    int mMinorVersion = 0;
+    std::vector<std::unique_ptr<Geometry>> mGeometry;
+    std::vector<Geometry*> mUnusedGeometry;
+    std::vector<std::unique_ptr<Material>> mMaterials;
+    std::vector<std::unique_ptr<Texture>> mTextures;
+    std::vector<std::uint32_t> mSamplers;
+    ShaderManager mShaders;
+    const ShaderProgram* mDefaultProgram = nullptr;
+    /// By the names of the two sources.
+    std::map<std::pair<std::string, std::string>, const ShaderProgram*> mPrograms;
+    std::map<std::pair<const Material*, const Geometry*>, std::unique_ptr<VertexArray>> mVertexArrays;
+    /// Names that wait for their own context to be current.
+    std::unordered_map<GLContextHandle, std::vector<std::uint32_t>> mPendingDeletes;
+    GLContextWatcher mWatcher;
+};
+}

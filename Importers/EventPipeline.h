@@ -38,7 +38,7 @@ public:
 
 private:
     /// One that is filled, one that is collected, and some between so that neither thread waits for the other's pace.
-    static constexpr std::size_t sNumBatches = 6;
+    static constexpr std::size_t sNumBatches = 5;
 
     // On the other thread.
     void Run();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace Importers
 {
@@ -19,18 +20,97 @@ bool IsBefore(const Interval& a, const Interval& b)
     }
     return a.mEnd != b.mEnd ? a.mEnd > b.mEnd : a.mOrder < b.mOrder;
 }
+
+/// Chains intervals in order when each stands behind those within it and all that ended before it, as writers have them
+/// that write an interval at its end: linear where a sort is not. Gives the first one. Anything else comes out in some
+/// order or other.
+std::uint32_t ChainByEnds(std::span<Interval> intervals)
+{
+    // An interval, those that are equal to it in the order of the file, and what is within them.
+    struct Tree
+    {
+        std::uint32_t mFirst;
+        std::uint32_t mLastEqual;
+        std::uint32_t mLast;
+    };
+    std::vector<Tree> open;
+    for (std::uint32_t i = 0; i < intervals.size(); ++i)
+    {
+        Interval& interval = intervals[i];
+        if (!open.empty())
+        {
+            Tree& previous = open.back();
+            const Interval& root = intervals[previous.mFirst];
+            if (root.mStart == interval.mStart && root.mEnd == interval.mEnd)
+            {
+                interval.mNext = std::exchange(intervals[previous.mLastEqual].mNext, i);
+                previous.mLast = previous.mLast == previous.mLastEqual ? i : previous.mLast;
+                previous.mLastEqual = i;
+                continue;
+            }
+        }
+        Tree tree = {i, i, i};
+        interval.mNext = Interval::sLast;
+        while (!open.empty() && intervals[open.back().mFirst].mStart >= interval.mStart)
+        {
+            const Tree child = open.back();
+            open.pop_back();
+            tree.mLast = tree.mLast == i ? child.mLast : tree.mLast;
+            intervals[child.mLast].mNext = std::exchange(interval.mNext, child.mFirst);
+        }
+        open.push_back(tree);
+    }
+    for (std::size_t i = 0; i < open.size(); ++i)
+    {
+        intervals[open[i].mLast].mNext = i + 1 < open.size() ? open[i + 1].mFirst : Interval::sLast;
+    }
+    return open.empty() ? Interval::sLast : open.front().mFirst;
+}
+
+bool IsChainSorted(std::span<const Interval> intervals, std::uint32_t first)
+{
+    for (std::uint32_t i = first; i != Interval::sLast && intervals[i].mNext != Interval::sLast; i = intervals[i].mNext)
+    {
+        if (!IsBefore(intervals[i], intervals[intervals[i].mNext]))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+void ChainInPlace(std::span<Interval> intervals)
+{
+    for (std::uint32_t i = 0; i < intervals.size(); ++i)
+    {
+        intervals[i].mNext = i + 1 < intervals.size() ? i + 1 : Interval::sLast;
+    }
+}
+
+/// Chains all intervals in order. Gives the first.
+std::uint32_t Sort(std::span<Interval> intervals)
+{
+    if (!std::is_sorted(intervals.begin(), intervals.end(), IsBefore))
+    {
+        const std::uint32_t first = ChainByEnds(intervals);
+        if (IsChainSorted(intervals, first))
+        {
+            return first;
+        }
+        std::sort(intervals.begin(), intervals.end(), IsBefore);
+    }
+    ChainInPlace(intervals);
+    return intervals.empty() ? Interval::sLast : 0;
+}
 }
 
 std::vector<std::uint32_t> LaneAssigner::sAssign(std::span<Interval> intervals)
 {
-    if (!std::is_sorted(intervals.begin(), intervals.end(), IsBefore))
-    {
-        std::sort(intervals.begin(), intervals.end(), IsBefore);
-    }
     LaneAssigner assigner;
-    for (std::uint32_t i = 0; i < intervals.size(); ++i)
+    std::uint32_t next = Interval::sLast;
+    for (std::uint32_t i = Sort(intervals); i != Interval::sLast; i = next)
     {
-        intervals[i].mNext = Interval::sLast;
+        next = std::exchange(intervals[i].mNext, Interval::sLast);
         const std::size_t index = assigner.FindLane(intervals[i]);
         if (index == assigner.mLanes.size())
         {

@@ -18,7 +18,8 @@ namespace Importers
 class LaneAssigner
 {
 public:
-    /// Sorts the intervals by start ascending, end descending and order, and chains those of each lane through mNext.
+    /// Takes the intervals by start ascending, end descending and order, and chains those of each lane through mNext.
+    /// They may change their places.
     /// The result is the first interval of each lane, so its size is the number of lanes.
     static std::vector<std::uint32_t> sAssign(std::span<Interval> intervals);
 

@@ -58,6 +58,19 @@ TEST(LaneAssigner, FindsTheFirstLaneThatFits)
             const std::int64_t end = start + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(longest));
             intervals.push_back({start, end, i, 0, i, 0});
         }
+        if (round % 2 == 0)
+        {
+            // Such that they nest, and as they come from one who writes each at its end.
+            for (Interval& interval : intervals)
+            {
+                const std::int64_t length = std::int64_t{1} << random() % 7;
+                interval.mStart = interval.mStart / length * length;
+                interval.mEnd = interval.mStart + length;
+            }
+            std::sort(intervals.begin(), intervals.end(), [](const Interval& a, const Interval& b) {
+                return std::tuple(a.mEnd, -a.mStart, a.mOrder) < std::tuple(b.mEnd, -b.mStart, b.mOrder);
+            });
+        }
         const std::vector<std::vector<std::uint32_t>> expected = AssignOneByOne(intervals);
 
         std::vector<std::vector<std::uint32_t>> lanes;

@@ -1,19 +1,18 @@
 #include "Utility/OutputMemoryStream.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdlib>
 #include <limits>
 #include <new>
 
 namespace Utility
 {
-namespace
-{
-constexpr std::align_val_t gAlignment{OutputMemoryStream::sAlignment};
-}
+static_assert(OutputMemoryStream::sAlignment <= alignof(std::max_align_t));
 
 OutputMemoryStream::~OutputMemoryStream()
 {
-    ::operator delete(mBuffer, gAlignment);
+    std::free(mBuffer);
 }
 
 void OutputMemoryStream::Reserve(std::size_t capacity)
@@ -33,16 +32,17 @@ void OutputMemoryStream::Grow(std::size_t count)
     Reallocate(std::max(GetPosition() + count, GetCapacity() + GetCapacity() / 2));
 }
 
+/// The pages of a large buffer move to their new place as they are: nothing is copied, and no more memory is touched
+/// than what is written.
 void OutputMemoryStream::Reallocate(std::size_t capacity)
 {
-    auto* const buffer = static_cast<std::byte*>(::operator new(capacity, gAlignment));
     const std::size_t size = GetSize();
     const std::size_t position = GetPosition();
-    if (size != 0)
+    auto* const buffer = static_cast<std::byte*>(std::realloc(mBuffer, capacity));
+    if (buffer == nullptr)
     {
-        std::memcpy(buffer, mBuffer, size);
+        throw std::bad_alloc();
     }
-    ::operator delete(mBuffer, gAlignment);
     mBuffer = buffer;
     mBufferEnd = buffer + capacity;
     mCursor = buffer + position;

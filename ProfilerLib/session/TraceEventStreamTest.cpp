@@ -59,6 +59,30 @@ std::size_t FromEnd(std::size_t numChunksBehindItsStart, std::size_t offset)
     return 8 + numChunksBehindItsStart * cStoredChunk - offset;
 }
 
+TEST_F(TraceEventStreamTest, DeferredRecordingIsTheSame)
+{
+    // Whole chunks, a rest, and more behind the first flush.
+    const int numFirst = 2 * static_cast<int>(TraceEventStream::cChunkEvents) + 5;
+    std::vector<TraceEventStream::Chunk> chunks[2];
+    std::string bytes[2];
+    for (const bool isDeferred : {false, true})
+    {
+        const std::unique_ptr<TraceEventStream> stream = Create();
+        if (isDeferred)
+        {
+            stream->DeferSync();
+        }
+        ASSERT_TRUE(AddChunk(*stream, 0, numFirst) && AddChunk(*stream, numFirst, numFirst + 3)) << mResult.ToString();
+        EXPECT_EQ(stream->GetNumEvents(), static_cast<std::uint64_t>(numFirst) + 3);
+        chunks[isDeferred ? 1 : 0] = Load()->GetChunks();
+        bytes[isDeferred ? 1 : 0] = mFolder.Read("events.dat");
+        ASSERT_TRUE(FileSystem::gDeleteFile(stream->GetDataPath()) && FileSystem::gDeleteFile(stream->GetIndexPath()));
+    }
+    EXPECT_EQ(chunks[0].size(), 4u);
+    EXPECT_EQ(chunks[1], chunks[0]);
+    EXPECT_TRUE(bytes[1] == bytes[0]);
+}
+
 TEST_F(TraceEventStreamTest, FilesHoldTheRecordsAndWhereTheyLie)
 {
     const std::unique_ptr<TraceEventStream> stream = RecordSmall();

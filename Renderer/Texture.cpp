@@ -40,7 +40,8 @@ public:
     Binding& operator=(const Binding&) = delete;
 };
 
-std::size_t CountTexels(std::int32_t width, std::int32_t height)
+/// For assertions.
+[[maybe_unused]] std::size_t CountTexels(std::int32_t width, std::int32_t height)
 {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }

@@ -82,9 +82,9 @@ private:
     }
     void Send(EventBatch& batch) override
     {
-        for (const ChromeEvent& event : batch.GetEvents())
+        for (std::size_t i = 0; i < batch.GetNumEvents(); ++i)
         {
-            mEvents += Describe(event);
+            mEvents += Describe(batch.GetEvent(i));
         }
     }
 

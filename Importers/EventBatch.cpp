@@ -1,25 +1,27 @@
 #include "Importers/EventBatch.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Importers
 {
 namespace
 {
-constexpr std::size_t sFirstEvents = 512;
+/// More than a window of ordinary events needs.
+constexpr std::size_t sMostKeptBlocks = 32;
 }
 
 EventBatch::EventBatch()
     : mBuffer(std::make_unique_for_overwrite<char[]>(sWindowSize + sPadding)),
       mTexts(std::make_unique_for_overwrite<char[]>(2 * sWindowSize + sPadding)),
-      mRoom(mTexts.get()),
-      mEvents(sFirstEvents)
+      mRoom(mTexts.get())
 {}
 
 std::span<char> EventBatch::Clear()
 {
     mTextSize = 0;
     mNumEvents = 0;
+    mBlocks.resize(std::min(mBlocks.size(), sMostKeptBlocks));
     mRoom = mTexts.get();
     mKept.clear();
     return {mBuffer.get(), sWindowSize};

@@ -35,16 +35,18 @@ public:
     /// The event is empty, and stays where it is until the next one is added.
     ChromeEvent& AddEvent()
     {
-        if (mNumEvents == mEvents.size()) [[unlikely]]
+        if (mNumEvents == mBlocks.size() * sBlockEvents) [[unlikely]]
         {
-            mEvents.resize(mNumEvents * 2);
+            mBlocks.push_back(std::make_unique<ChromeEvent[]>(sBlockEvents));
         }
-        ChromeEvent& event = mEvents[mNumEvents++];
+        ChromeEvent& event = mBlocks[mNumEvents / sBlockEvents][mNumEvents % sBlockEvents];
+        ++mNumEvents;
         event = ChromeEvent();
         return event;
     }
     void RemoveLastEvent() { --mNumEvents; }
-    std::span<const ChromeEvent> GetEvents() const { return {mEvents.data(), mNumEvents}; }
+    std::size_t GetNumEvents() const { return mNumEvents; }
+    const ChromeEvent& GetEvent(std::size_t index) const { return mBlocks[index / sBlockEvents][index % sBlockEvents]; }
 
     /// A copy of a text that may go.
     std::string_view Keep(std::string_view text);
@@ -58,11 +60,15 @@ public:
     std::uint64_t mFilePosition = 0;
 
 private:
+    static constexpr std::size_t sBlockEvents = 512;
+
     std::unique_ptr<char[]> mBuffer;
     std::size_t mTextSize = 0;
     std::unique_ptr<char[]> mTexts;
     char* mRoom = nullptr;
-    std::vector<ChromeEvent> mEvents;
+    /// A hostile window has an event for every two characters, hundreds of times what an ordinary one takes: that comes
+    /// in blocks and goes again.
+    std::vector<std::unique_ptr<ChromeEvent[]>> mBlocks;
     std::size_t mNumEvents = 0;
     std::deque<std::string> mKept;
 };

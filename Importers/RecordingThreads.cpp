@@ -51,7 +51,7 @@ std::string GetProcessLabel(const TraceProcess& process)
 
 bool HasSeveralProcesses(ThreadTable& threads)
 {
-    const std::vector<TraceProcess>& processes = threads.GetProcesses();
+    const std::deque<TraceProcess>& processes = threads.GetProcesses();
     return std::count_if(
                processes.begin(), processes.end(), [](const TraceProcess& process) { return process.mHasEvents; }) > 1;
 }

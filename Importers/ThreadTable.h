@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <string_view>
@@ -52,8 +53,9 @@ public:
     std::uint32_t FindThread(const TraceIDView& process, const TraceIDView& thread);
     std::uint32_t FindAsyncThread(std::uint32_t process, std::string_view category);
 
-    std::vector<TraceProcess>& GetProcesses() { return mProcesses; }
-    std::vector<TraceThread>& GetThreads() { return mThreads; }
+    // In blocks, since a hostile trace makes one of either for every event, and much larger than that is in the text.
+    std::deque<TraceProcess>& GetProcesses() { return mProcesses; }
+    std::deque<TraceThread>& GetThreads() { return mThreads; }
     TraceProcess& GetProcessOf(const TraceThread& thread) { return mProcesses[thread.mProcess]; }
 
     /// The threads that have intervals, in an order that depends on ids alone: by process, then threads before
@@ -72,8 +74,8 @@ private:
 
     std::uint32_t LookUpThread(const TraceID& process, const TraceID& thread);
 
-    std::vector<TraceProcess> mProcesses;
-    std::vector<TraceThread> mThreads;
+    std::deque<TraceProcess> mProcesses;
+    std::deque<TraceThread> mThreads;
     std::map<TraceID, std::uint32_t> mProcessIndices;
     std::map<std::pair<std::uint32_t, TraceID>, std::uint32_t> mThreadIndices;
     std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> mAsyncIndices;

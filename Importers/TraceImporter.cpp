@@ -82,8 +82,9 @@ bool Import::Read()
             mOptions.mProgress({ImportProgress::EPhase::Reading, batch->mFilePosition, mReport.mFileSize});
         }
         mReport.mTextSize += batch->GetWindow().size();
-        for (const ChromeEvent& event : batch->GetEvents())
+        for (std::size_t i = 0; i < batch->GetNumEvents(); ++i)
         {
+            const ChromeEvent& event = batch->GetEvent(i);
             mCollector.Add(event);
         }
     }

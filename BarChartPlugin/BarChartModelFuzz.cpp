@@ -118,6 +118,7 @@ void Fuzz::gRunInput(Input input)
     const std::unique_ptr<BarChartModel> model = sCapture.Load();
     if (model == nullptr)
         return;
+    const Aside aside;
     for (const BarChartDescription& description : model->GetAllBarCharts())
     {
         if (const BarChart* chart = model->FindBarChart(description.ThreadID, description.Name))

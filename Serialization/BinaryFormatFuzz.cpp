@@ -49,12 +49,16 @@ void Fuzz::gRunInput(Input input)
     RTTI::ObjectFactory factory;
     factory.SetFactory<Sample::Context>([] { return std::make_unique<Sample::Context>(1); });
 
-    const Bytes buffer = sContainer.Make(input);
+    const Bytes buffer = [&] {
+        const Aside aside;
+        return sContainer.Make(input);
+    }();
     const ReadOutcome strict = gRead(buffer, sRegistry, EUnknownTypePolicy::Fail, factory);
     gCheckOutcome(strict.IsRead, strict.Result);
     const ReadOutcome lenient = gRead(buffer, sRegistry, EUnknownTypePolicy::Skip, factory);
     gCheckOutcome(lenient.IsRead, lenient.Result);
     gCheck(lenient.IsRead || !strict.IsRead, "what the strict reader takes the lenient one does not");
+    const Aside aside;
     if (strict.IsRead)
         CheckRoundTrip(strict.Roots, sRegistry, factory);
 }

@@ -78,6 +78,7 @@ void Fuzz::gRunInput(Input input)
     Serialization::Testing::gCheckOutcome(module != nullptr, result);
     if (module == nullptr)
         return;
+    const Aside aside;
     const auto& functions = module->GetFunctions();
     gCheck(std::ranges::is_sorted(functions, {}, &Symbol::Address), "the functions are not sorted");
     // The first ones tell as much as all.

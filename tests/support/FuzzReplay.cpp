@@ -4,12 +4,49 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
+
+// Of the sanitizers' run-time libraries; null in a build without one.
+extern "C" [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(
+    void (*mallocHook)(const volatile void*, std::size_t), void (*freeHook)(const volatile void*));
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
+constexpr std::size_t cUnfoldedSize = std::size_t{5} << 20;
+
+void Replace(std::string& text, std::string_view what, std::string_view with)
+{
+    for (std::size_t found = text.find(what); found != std::string::npos; found = text.find(what, found + with.size()))
+        text.replace(found, what.size(), with);
+}
+
+/// Makes 5 MiB of "head@REPEAT@unit@REPEAT@tail" by repeating the unit, in which "@N@" counts from 0: what takes more
+/// memory than is in the file shows in no small one.
+void Unfold(std::string& text)
+{
+    constexpr std::string_view mark = "@REPEAT@";
+    const std::size_t first = text.find(mark);
+    const std::size_t second = text.find(mark, first + mark.size());
+    const std::string unit = text.substr(first + mark.size(), second - first - mark.size());
+    const std::string tail = text.substr(second + mark.size());
+    text.resize(first);
+    for (int i = 0; text.size() < cUnfoldedSize; ++i)
+    {
+        std::string next = unit;
+        Replace(next, "@N@", std::to_string(i));
+        text += next;
+    }
+    text += tail;
+}
+
+bool IsAllocationSeen()
+{
+    return __sanitizer_install_malloc_and_free_hooks != nullptr;
+}
+
 int RunFile(const std::string& path)
 {
     // The last line tells which file it was when the program ends here.
@@ -20,7 +57,16 @@ int RunFile(const std::string& path)
         std::fputs("This file cannot be read.\n", stderr);
         return 1;
     }
-    return LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    std::string input{reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    if (path.ends_with(".repeat"))
+    {
+        if (!IsAllocationSeen())
+            return 0;
+        Unfold(input);
+    }
+    // Of just that size, so that a sanitizer sees what reads behind the end.
+    const std::vector<std::uint8_t> exact{input.begin(), input.end()};
+    return LLVMFuzzerTestOneInput(exact.data(), exact.size());
 }
 }
 

@@ -26,12 +26,28 @@ namespace Fuzz
 {
 namespace
 {
-constexpr double cMostSeconds = 1.0;
-constexpr std::size_t cSmallLimit = std::size_t{16} << 20;
+constexpr std::size_t cMiB = std::size_t{1} << 20;
 constexpr std::size_t cNoLimit = std::numeric_limits<std::size_t>::max();
 
 /// Of one allocation. Any thread allocates; the limit orders nothing else.
 std::atomic<std::size_t> sAllocationLimit{cNoLimit};
+
+// Of the thread that runs the input.
+std::size_t sInputLimit = cNoLimit;
+std::clock_t sStart = 0;
+std::clock_t sSpent = 0;
+
+void Resume()
+{
+    sAllocationLimit = sInputLimit;
+    sStart = std::clock();
+}
+
+void Pause()
+{
+    sSpent += std::clock() - sStart;
+    sAllocationLimit = cNoLimit;
+}
 
 void OnAllocation(const volatile void*, std::size_t size)
 {
@@ -43,15 +59,15 @@ void OnAllocation(const volatile void*, std::size_t size)
     gFail("an allocation is too large for its input");
 }
 
-/// The processor time of an input, in seconds: that of a wall clock would depend on what else the machine does.
-double RunWithinLimits(Input input)
+/// The processor time counts: that of a wall clock would depend on what else the machine does.
+bool IsFast(Input input)
 {
-    sAllocationLimit = std::max(cSmallLimit, 4 * input.size());
-    const std::clock_t start = std::clock();
+    sInputLimit = std::max(16 * cMiB, 4 * input.size());
+    sSpent = 0;
+    Resume();
     gRunInput(input);
-    const std::clock_t end = std::clock();
-    sAllocationLimit = cNoLimit;
-    return static_cast<double>(end - start) / CLOCKS_PER_SEC;
+    Pause();
+    return static_cast<std::size_t>(sSpent / CLOCKS_PER_SEC) <= 4 * (input.size() / cMiB);
 }
 
 bool Prepare()
@@ -67,6 +83,16 @@ void gFail(const char* message)
 {
     std::fprintf(stderr, "Finding: %s\n", message);
     std::abort();
+}
+
+Aside::Aside()
+{
+    Pause();
+}
+
+Aside::~Aside()
+{
+    Resume();
 }
 
 ScratchFolder::ScratchFolder()
@@ -108,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     [[maybe_unused]] static const bool sIsPrepared = Fuzz::Prepare();
     const Fuzz::Input input{reinterpret_cast<const std::byte*>(data), size};
     // What is slow only the first time (memory that is touched first, say) is not meant.
-    if (Fuzz::RunWithinLimits(input) > Fuzz::cMostSeconds)
-        Fuzz::gCheck(Fuzz::RunWithinLimits(input) <= Fuzz::cMostSeconds, "an input takes more than a second");
+    if (!Fuzz::IsFast(input))
+        Fuzz::gCheck(Fuzz::IsFast(input), "an input takes more than a second, and four for each MiB");
     return 0;
 }

@@ -7,9 +7,9 @@
 
 /// What every fuzz target is made with. A target is one source file that defines `gRunInput`, and one line
 /// `quarkspindle_fuzz_target` in its room's CMakeLists.txt. The harness around it holds every input to the limits of a
-/// reader of outside bytes: it ends without a crash, within a second of processor time, and without a single allocation
-/// above 16 MiB or four times the input, whichever is more. Allocations, those of C libraries included, are seen in
-/// builds with a sanitizer.
+/// reader of outside bytes: it ends without a crash, within a second of processor time (and four more for each MiB),
+/// and without a single allocation above 16 MiB or four times the input, whichever is more. Allocations, those of C
+/// libraries included, are seen in builds with a sanitizer.
 namespace Fuzz
 {
 using Input = std::span<const std::byte>;
@@ -26,6 +26,16 @@ inline void gCheck(bool condition, const char* message)
     if (!condition)
         gFail(message);
 }
+
+/// What is done in its lifetime checks an outcome and is no part of reading the input: the limits do not count it.
+class Aside
+{
+public:
+    Aside();
+    ~Aside();
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+};
 
 /// A folder for readers that take paths, gone at the end of the program.
 class ScratchFolder

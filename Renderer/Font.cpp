@@ -54,6 +54,15 @@ GlyphInstance* Font::FindGlyphInstance(std::uint32_t codePoint, std::int32_t siz
     return found != mGlyphInstances.end() ? found->second.get() : nullptr;
 }
 
+void Font::ForgetPlaces()
+{
+    for (const auto& [key, instance] : mGlyphInstances)
+    {
+        instance->mTextureX = GlyphInstance::cNotPlaced;
+        instance->mTextureY = GlyphInstance::cNotPlaced;
+    }
+}
+
 float Font::MeasureText(std::string_view text, std::int32_t size)
 {
     float width = 0.0f;

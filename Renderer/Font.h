@@ -58,6 +58,9 @@ public:
     std::int32_t ElideText(std::string_view text, std::int32_t size, float maxWidth, EElisionSide side,
         std::string& result, float& resultWidth);
 
+    /// No glyph has a place in an atlas any more.
+    void ForgetPlaces();
+
 private:
     static std::uint64_t sMakeKey(std::uint32_t codePoint, std::int32_t size);
 

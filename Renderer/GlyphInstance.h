@@ -25,6 +25,7 @@ public:
     /// The first texel of the lowest row in the atlas; `cNotPlaced` in both before it has a place.
     float mTextureX = cNotPlaced;
     float mTextureY = cNotPlaced;
+    std::uint32_t mPage = 0;  ///< of the atlas, once it has a place
     std::uint32_t mWidth = 0; ///< texels
     std::uint32_t mHeight = 0;
     float mTopOffset = 0.0f;  ///< pixels from the top of the line of text down to the instance's

@@ -76,4 +76,24 @@ void PrimitiveList::DrawDashedLine(const Vector2& p0, const Vector2& p1, float t
 {
     GetRenderer().DrawDashedLine(p0 + mOrigin, p1 + mOrigin, thickness, dashLength, dashOffset, colour, layer);
 }
+
+float PrimitiveList::DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
+    std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing)
+{
+    const auto shift = [this](float border) {
+        return border == TextClip::cNoMinimum ? border : border + mOrigin.mX;
+    };
+    const float pen = GetRenderer().DrawText(
+        position + mOrigin, size, colour, text, layer, {shift(clip.mMinX), shift(clip.mMaxX)}, keepsFirstBearing);
+    return pen - mOrigin.mX;
+}
+
+void PrimitiveList::DrawFramedText(const Vector2& position, float size, float padding, float borderThickness,
+    std::string_view text, const Colour& fillColour, const Colour& borderColour, const Colour& textColour,
+    std::uint32_t borderLayer, std::uint32_t textLayer)
+{
+    const Vector2 extent{GetRenderer().MeasureText(text, size) + 2 * padding, size + 2 * padding};
+    BorderedRect(position, position + extent, borderThickness, fillColour, borderColour, borderLayer, borderLayer);
+    DrawText(position + Vector2{padding, padding}, size, textColour, text, textLayer);
+}
 }

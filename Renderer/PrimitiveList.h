@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Renderer/FontRenderer.h"
 #include "Renderer/Vectors.h"
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace Renderer
 {
@@ -49,6 +51,17 @@ public:
     /// `dashOffset` pixels of it. Each length costs a material that stays, so they should come from a small set.
     void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
         const Colour& colour, std::uint32_t layer);
+
+    /// A line of UTF-8 text of that height, with the upper left corner of its cell at `position`; the ink of its first
+    /// glyph begins exactly there unless `keepsFirstBearing`. The borders of `clip` count from the left of the control,
+    /// except that -1 stays what it is. Returns where the pen is behind the text.
+    float DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
+        std::uint32_t layer, const TextClip& clip = {}, bool keepsFirstBearing = false);
+    /// A text on a bordered rectangle that is larger by the padding on each side, with its upper left corner at
+    /// `position`.
+    void DrawFramedText(const Vector2& position, float size, float padding, float borderThickness,
+        std::string_view text, const Colour& fillColour, const Colour& borderColour, const Colour& textColour,
+        std::uint32_t borderLayer, std::uint32_t textLayer);
 
     const Rectangle& GetClipRect() const { return mClipRect; }
     const Vector2& GetOrigin() const { return mOrigin; }

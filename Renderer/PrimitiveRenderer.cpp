@@ -1,5 +1,6 @@
 #include "Renderer/PrimitiveRenderer.h"
 
+#include "Renderer/FontManager.h"
 #include "Renderer/Material.h"
 #include "Renderer/PrimitiveList.h"
 #include "Renderer/RenderContext.h"
@@ -12,12 +13,22 @@
 
 namespace Renderer
 {
-PrimitiveRenderer::PrimitiveRenderer(RenderContext& context, float dpiScale)
+namespace
+{
+std::int32_t ToPixels(float size)
+{
+    return size >= 1.0f ? static_cast<std::int32_t>(std::min(size, static_cast<float>(Font::cLargestSize))) : 0;
+}
+}
+
+PrimitiveRenderer::PrimitiveRenderer(RenderContext& context, float dpiScale, Font* font)
     : mContext(context),
       mBatches(context),
       mSolidMaterial(CreateMaterial("Renderer/Shaders/Bar_vs.cg", "Renderer/Shaders/Bar_ps.cg")),
       mHatchMaterial(CreateMaterial("Renderer/Shaders/HatchPattern_vs.cg", "Renderer/Shaders/HatchPattern_ps.cg")),
-      mShadowMaterial(CreateMaterial("Renderer/Shaders/LineShadow_vs.cg", "Renderer/Shaders/LineShadow_ps.cg"))
+      mShadowMaterial(CreateMaterial("Renderer/Shaders/LineShadow_vs.cg", "Renderer/Shaders/LineShadow_ps.cg")),
+      mFont(font != nullptr ? font : &context.GetFonts().GetDefaultFont()),
+      mFontRenderer(context.GetFonts().GetRenderer())
 {
     mHatchMaterial.SetFloat(dpiScale * 15.0f, "inDensity");
     mHatchMaterial.SetFloat(dpiScale * 5.0f, "inWidth");
@@ -51,6 +62,23 @@ Material& PrimitiveRenderer::GetDashedMaterial(float dashLength)
         material->SetFloat(dashLength, "inDashLength");
     }
     return *material;
+}
+
+Material& PrimitiveRenderer::GetFontMaterial(std::uint32_t page)
+{
+    while (mFontMaterials.size() <= page)
+    {
+        const auto next = static_cast<std::uint32_t>(mFontMaterials.size());
+        Material& material = CreateMaterial("Renderer/Shaders/font_vs.cg", "Renderer/Shaders/font_ps.cg");
+        material.mAlphaTest = true;
+        material.mDepthTest = false;
+        SamplerSettings settings;
+        settings.mNearest = true;
+        settings.mClampToEdge = false;
+        material.SetSampler(mContext.CreateSampler(mFontRenderer.GetPage(next), settings), "fontSampler");
+        mFontMaterials.push_back(&material);
+    }
+    return *mFontMaterials[page];
 }
 
 void PrimitiveRenderer::SetViewportSize(std::int32_t width, std::int32_t height)
@@ -157,6 +185,45 @@ void PrimitiveRenderer::DrawDashedLine(const Vector2& p0, const Vector2& p1, flo
         gAppendQuad(GetBatch(GetDashedMaterial(dashLength), layer, gTexturedVertices, 4), static_cast<float>(layer),
             *corners, gMakeRectangle({0.0f, dashOffset}, {1.0f, gLength(p1 - p0) + dashOffset}), colour);
     }
+}
+
+float PrimitiveRenderer::DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
+    std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing)
+{
+    struct Target final : TextTarget
+    {
+        Target(PrimitiveRenderer& renderer, std::uint32_t layer, std::size_t textSize)
+            : mRenderer(renderer),
+              mLayer(layer),
+              mVertexCount(static_cast<std::uint32_t>(textSize * 4))
+        {}
+
+        Geometry& GetGeometry(std::uint32_t page) override
+        {
+            return mRenderer.GetBatch(mRenderer.GetFontMaterial(page), mLayer, gTexturedVertices, mVertexCount);
+        }
+
+        PrimitiveRenderer& mRenderer;
+        std::uint32_t mLayer;
+        /// No code point has less than a byte.
+        std::uint32_t mVertexCount;
+    };
+    assert(text.size() < std::numeric_limits<std::uint32_t>::max() / 4);
+    Target target(*this, layer, text.size());
+    return mFontRenderer.DrawText(
+        *mFont, target, text, position, static_cast<float>(layer), ToPixels(size), colour, clip, keepsFirstBearing);
+}
+
+float PrimitiveRenderer::MeasureText(std::string_view text, float size)
+{
+    return mFont->MeasureText(text, ToPixels(size));
+}
+
+Font& PrimitiveRenderer::SetFont(std::string_view name, std::uint8_t styleFlags)
+{
+    Font& previous = *mFont;
+    mFont = &mContext.GetFonts().GetFont(name, styleFlags);
+    return previous;
 }
 
 void PrimitiveRenderer::Flush()

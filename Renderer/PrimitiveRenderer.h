@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Renderer/BatchTable.h"
+#include "Renderer/FontRenderer.h"
 #include "Renderer/PrimitiveGeometry.h"
 #include "Renderer/RenderCamera.h"
 #include "Renderer/Vectors.h"
@@ -8,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -28,8 +30,8 @@ class PrimitiveRenderer
 {
 public:
     /// With a GL context current. Without one it collects as ever and draws nothing. `context` must outlive it.
-    /// `dpiScale` is 1 at 96 dots an inch.
-    PrimitiveRenderer(RenderContext& context, float dpiScale);
+    /// `dpiScale` is 1 at 96 dots an inch. Text is written in `font`, or in the default one of the context.
+    PrimitiveRenderer(RenderContext& context, float dpiScale, Font* font = nullptr);
     ~PrimitiveRenderer();
     PrimitiveRenderer(const PrimitiveRenderer&) = delete;
     PrimitiveRenderer& operator=(const PrimitiveRenderer&) = delete;
@@ -55,6 +57,16 @@ public:
     void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
         const Colour& colour, std::uint32_t layer);
 
+    /// A line of UTF-8 text with its upper left corner at `position`; see FontRenderer::DrawText. Returns where the pen
+    /// is behind it.
+    float DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
+        std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing);
+    /// In pixels, for the size of a line.
+    float MeasureText(std::string_view text, float size);
+    Font& GetFont() { return *mFont; }
+    /// From now on text is written in that font; see FontManager::GetFont. Returns the one before.
+    Font& SetFont(std::string_view name, std::uint8_t styleFlags);
+
     /// Room for so many vertices of the current list, to be filled at once.
     Geometry& GetBatch(Material& material, std::uint32_t layer, VertexMask mask, std::uint32_t vertexCount);
 
@@ -66,6 +78,7 @@ public:
 private:
     Material& CreateMaterial(const char* vertexName, const char* fragmentName);
     Material& GetDashedMaterial(float dashLength);
+    Material& GetFontMaterial(std::uint32_t page);
     void Draw(const Batch& batch);
 
     RenderContext& mContext;
@@ -74,6 +87,10 @@ private:
     Material& mHatchMaterial;
     Material& mShadowMaterial;
     std::unordered_map<float, Material*> mDashedMaterials;
+    Font* mFont;
+    FontRenderer& mFontRenderer;
+    /// By page of the atlas.
+    std::vector<Material*> mFontMaterials;
     OrthoRenderCamera mCamera;
     std::int32_t mViewportHeight = 0;
     PrimitiveList* mCurrentList = nullptr;

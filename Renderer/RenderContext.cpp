@@ -1,6 +1,7 @@
 #include "Renderer/RenderContext.h"
 
 #include "Renderer/EmbeddedResources.h"
+#include "Renderer/FontManager.h"
 #include "Renderer/Material.h"
 #include "Renderer/RenderCamera.h"
 #include "Renderer/ShaderSource.h"
@@ -112,7 +113,7 @@ bool RenderContext::Initialise()
         return false;
     }
     mWatcher.WatchCurrent();
-    if (!CreateDefaultProgram())
+    if (!GetFonts().GetRenderer().Initialise() || !CreateDefaultProgram())
     {
         Utility::gTrace("Could not initialize default shaders.");
         return false;
@@ -223,6 +224,15 @@ Texture& RenderContext::CreateTexture(std::int32_t width, std::int32_t height, E
 Sampler RenderContext::CreateSampler(const Texture& texture, const SamplerSettings& settings)
 {
     return {mSamplers.emplace_back(gCreateSampler(settings)), &texture};
+}
+
+FontManager& RenderContext::GetFonts()
+{
+    if (mFonts == nullptr)
+    {
+        mFonts = std::make_unique<FontManager>(*this);
+    }
+    return *mFonts;
 }
 
 const ShaderProgram* RenderContext::GetProgram(const std::string& vertexName, const std::string& fragmentName)
@@ -362,6 +372,10 @@ void RenderContext::ForgetContext(GLContextHandle context)
 
 void RenderContext::ReleaseGLObjects(bool areAlive)
 {
+    if (mFonts != nullptr)
+    {
+        mFonts->ReleaseGLObjects(areAlive);
+    }
     for (const std::unique_ptr<Geometry>& geometry : mGeometry)
     {
         for (VertexStream& stream : geometry->GetStreams())

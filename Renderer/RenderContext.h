@@ -18,6 +18,7 @@
 
 namespace Renderer
 {
+class FontManager;
 class Material;
 class OrthoRenderCamera;
 struct Colour;
@@ -77,6 +78,8 @@ public:
     Texture& CreateTexture(std::int32_t width, std::int32_t height, ETextureFormat format = ETextureFormat::R16UI);
     Sampler CreateSampler(const Texture& texture, const SamplerSettings& settings);
     ShaderManager& GetShaders() { return mShaders; }
+    /// Made at the first request, which needs no GL context; text is drawn after Initialise.
+    FontManager& GetFonts();
     /// The program of two embedded sources, made at the first request. Null, with a line in the log, when it cannot be
     /// made.
     const ShaderProgram* GetProgram(const std::string& vertexName, const std::string& fragmentName);
@@ -116,6 +119,7 @@ private:
     std::vector<std::unique_ptr<Texture>> mTextures;
     std::vector<std::uint32_t> mSamplers;
     ShaderManager mShaders;
+    std::unique_ptr<FontManager> mFonts;
     const ShaderProgram* mDefaultProgram = nullptr;
     /// By the names of the two sources.
     std::map<std::pair<std::string, std::string>, const ShaderProgram*> mPrograms;

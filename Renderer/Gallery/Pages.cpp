@@ -1,5 +1,6 @@
 #include "Renderer/Gallery/Gallery.h"
 
+#include "Renderer/FontManager.h"
 #include "Renderer/PrimitiveList.h"
 #include "Renderer/PrimitiveRenderer.h"
 
@@ -158,9 +159,47 @@ void DrawBars(PrimitiveRenderer&, std::span<PrimitiveList> lists)
     list.BorderedRect({118, 0}, {194, 200}, 2, {1, 1, 0.6f, 0.3f}, {0, 0, 0, 0.45f}, 101, 101);
 }
 
+/// Sizes, fractional positions, styles, clipping, frames; light on dark as well.
+void DrawTexts(PrimitiveRenderer& renderer, std::span<PrimitiveList> lists)
+{
+    // The same on every desktop.
+    renderer.SetFont("DejaVu Sans", 0);
+    PrimitiveList& list = lists.front();
+    float y = 6;
+    for (const float size : {9.0f, 11.0f, 12.0f, 14.0f, 16.0f, 20.0f, 28.0f, 44.0f})
+    {
+        list.DrawText(
+            {8, y}, size, gInk, "Hamburgefonstiv 0123456789 \u00e4\u00f6\u00fc\u00df \u20ac (std::vector<int>)", 5);
+        y += size + 4;
+    }
+    for (int i = 0; i < 8; ++i)
+    {
+        const float shift = static_cast<float>(i) / 8;
+        list.DrawText({8 + static_cast<float>(i) * 56 + shift, y}, 12, gInk, "illusion", 5);
+        list.DrawText({8 + static_cast<float>(i) * 56, y + 18 + shift}, 12, gInk, "ZEBRA", 5);
+    }
+    y += 40;
+    list.FillRect({4, y}, {476, y + 30}, gInk, 6);
+    list.DrawText({10, y + 8}, 13, gLowerBar, "light on dark", 5);
+    renderer.SetFont("DejaVu Sans", Renderer::StyleFlags::cBold);
+    list.DrawText({120, y + 8}, 13, gOrange, "bold", 5);
+    renderer.SetFont("DejaVu Sans", Renderer::StyleFlags::cItalic);
+    list.DrawText({180, y + 8}, 13, gUpperBar, "oblique", 5);
+    renderer.SetFont("DejaVu Serif", 0);
+    list.DrawText({260, y + 8}, 13, gUpperBar, "another typeface", 5);
+    renderer.SetFont("DejaVu Sans", 0);
+    y += 38;
+    // Glyphs that stick out of the borders are left out whole.
+    list.FillRect({100, y}, {300, y + 18}, gLowerBar, 6);
+    list.DrawText({80, y + 2}, 14, gInk, "no glyph is cut in two at either of these borders", 5, {100, 300});
+    y += 26;
+    list.DrawFramedText({8, y}, 12, 4, 1, "11.25 ms", {1, 1, 0.88f, 1}, gInk, gInk, 5, 4);
+    list.DrawFramedText({120, y}, 16, 6, 2, "\u65e5 \xff missing", gLowerBar, gTeal, gInk, 5, 4);
+}
+
 constexpr Page gPages[] = {{"rectangles", 320, 210, DrawRectangles}, {"lines", 320, 220, DrawLines},
     {"shadows", 330, 240, DrawShadows}, {"patterns", 320, 200, DrawPatterns}, {"clips", 320, 200, DrawClips},
-    {"bars", 320, 200, DrawBars}};
+    {"bars", 320, 200, DrawBars}, {"text", 480, 330, DrawTexts}};
 
 }
 

@@ -25,9 +25,8 @@ struct EventTime
     DecimalTime mTime;
 };
 
-/// One entry of a trace with the members that an import looks at. Its texts live as long as the EventBatch that it is
-/// in: nothing is allocated for an event.
-struct ChromeEvent
+/// The members that most events have.
+struct CommonMembers
 {
     /// The letter of its phase; 0 when it has none, and when that is longer than a letter.
     char mPhase = 0;
@@ -35,6 +34,8 @@ struct ChromeEvent
     bool mIsObject = true;
     /// There is an argument "avg ms": the event sums up others.
     bool mHasAverage = false;
+    /// The event may have members beyond these.
+    bool mHasRareMembers = false;
     /// Empty when it has none.
     EventText mName;
     EventTime mTime;
@@ -44,6 +45,13 @@ struct ChromeEvent
     /// Its arguments as valid UTF-8, see ContextBuilder.
     std::string_view mContext;
     EventText mCategory;
+};
+
+/// One entry of a trace with the members that an import looks at. Its texts live as long as the EventBatch that it is
+/// in: nothing is allocated for an event.
+struct ChromeEvent : CommonMembers
+{
+    // Whoever writes these sets mHasRareMembers.
     /// The string argument "name", as the metadata of a trace has it; empty when there is none.
     EventText mMetadataName;
     /// A phase that is not one letter; empty for all others.
@@ -52,6 +60,19 @@ struct ChromeEvent
     /// Of "id2".
     TraceIDView mLocalID;
     TraceIDView mGlobalID;
+
+    /// Makes it empty, and leaves the memory of members alone that it does not have.
+    void Clear()
+    {
+        if (mHasRareMembers) [[unlikely]]
+        {
+            *this = ChromeEvent();
+        }
+        else
+        {
+            static_cast<CommonMembers&>(*this) = CommonMembers();
+        }
+    }
 
     /// Calls `visit` with each of its texts.
     template <typename Visitor>

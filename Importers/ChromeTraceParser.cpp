@@ -209,7 +209,8 @@ bool ChromeTraceParser::ParseEvent()
         mEvent = nullptr;
         return true;
     }
-    *mEvent = ChromeEvent();
+    mEvent->Clear();
+    mEvent->mHasRareMembers = true;
     mContext.Clear();
     if (!ParseEventMembers())
     {

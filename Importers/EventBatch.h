@@ -19,7 +19,7 @@ namespace Importers
 class EventBatch
 {
 public:
-    static constexpr std::size_t sWindowSize = 256 * 1024;
+    static constexpr std::size_t sWindowSize = 128 * 1024;
     /// Quotes behind the text: a search for the end of a string needs no other bound, and nothing of an event can
     /// follow there.
     static constexpr std::size_t sPadding = 64;
@@ -41,7 +41,7 @@ public:
         }
         ChromeEvent& event = mBlocks[mNumEvents / sBlockEvents][mNumEvents % sBlockEvents];
         ++mNumEvents;
-        event = ChromeEvent();
+        event.Clear();
         return event;
     }
     void RemoveLastEvent() { --mNumEvents; }

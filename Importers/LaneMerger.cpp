@@ -108,9 +108,29 @@ bool LaneMerger::SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink
         event.mIsNewContext = MarkSent(context);
     }
     cursor.mOpen.push_back(interval.mEnd);
-    cursor.mNext = interval.mNext == Interval::sLast ? nullptr : &cursor.mThread->mIntervals[interval.mNext];
+    MoveOn(cursor);
     ++mNumSent;
     return sink.OnEvent(event, result);
+}
+
+/// To the next interval, and fetches what will be needed of that and of the one behind it: both may lie anywhere.
+void LaneMerger::MoveOn(Cursor& cursor)
+{
+    if (cursor.mNext->mNext == Interval::sLast)
+    {
+        cursor.mNext = nullptr;
+        return;
+    }
+    const Interval& next = cursor.mThread->mIntervals[cursor.mNext->mNext];
+    cursor.mNext = &next;
+    if (next.mNext != Interval::sLast)
+    {
+        __builtin_prefetch(&cursor.mThread->mIntervals[next.mNext]);
+    }
+    if (next.mContext != TextArena::sNone)
+    {
+        mContexts.Get(next.mContext).Prefetch();
+    }
 }
 
 bool LaneMerger::SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result)

@@ -55,6 +55,7 @@ private:
     bool SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result);
     bool SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
     bool SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
+    void MoveOn(Cursor& cursor);
     void SiftDown(std::size_t position);
 
     NameTable& mNames;

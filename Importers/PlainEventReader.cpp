@@ -252,6 +252,7 @@ const char* PlainEventReader::ReadValue(EEventKey key, const char* cursor)
     case EEventKey::Thread:
         return ReadID(cursor, mEvent.mThread);
     case EEventKey::ID:
+        mEvent.mHasRareMembers = true;
         return ReadID(cursor, mEvent.mID);
     case EEventKey::SplitID:
         return nullptr;
@@ -270,7 +271,6 @@ const char* PlainEventReader::ReadPhase(const char* cursor)
         return nullptr;
     }
     mEvent.mPhase = cursor[1];
-    mEvent.mLongPhase = {};
     return cursor + 3;
 }
 
@@ -380,7 +380,10 @@ const char* PlainEventReader::ReadArguments(const char* cursor)
         return nullptr;
     }
     mEvent.mContext = {};
-    mEvent.mMetadataName = {};
+    if (mEvent.mHasRareMembers)
+    {
+        mEvent.mMetadataName = {};
+    }
     mEvent.mHasAverage = false;
     mOthers = mOutput;
     mDetail = nullptr;
@@ -442,6 +445,7 @@ const char* PlainEventReader::ReadArgument(const char* cursor)
     cursor = DecodeString(cursor + 1);
     if (key == "name")
     {
+        mEvent.mHasRareMembers = true;
         mEvent.mMetadataName = {std::string_view(value, mOutput), true};
     }
     return cursor;

@@ -53,8 +53,8 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
     mEvent.mThreadID = event.mThreadID;
     mEvent.mTime = event.mTimeMs;
     mEvent.mValue = event.mKind == EEventKind::ThreadStart ? unknownAddress : event.mNameID;
-    mEvent.mName.assign(event.mName);
-    mEvent.mContext.assign(event.mContext);
+    mEvent.mName = event.mName;
+    mEvent.mContext = event.mContext;
     if (event.mIsNewName)
     {
         mNewTexts.Add(event.mNameID, event.mName, true);
@@ -86,6 +86,10 @@ void SessionWriter::EnterTexts()
 bool SessionWriter::OnEnd(Utility::Result& result)
 {
     EnterTexts();
+    if (!mSession.GetEventStream().StartFlush(result))
+    {
+        return false;
+    }
     mThread->Finish();
     return mSession.EndModels(result);
 }

@@ -57,8 +57,7 @@ private:
     void EnterTexts();
 
     Profiler::Session& mSession;
-    /// Reused for every event, so that its texts keep their room.
-    Profiler::TraceEvent mEvent;
+    Profiler::TraceEventView mEvent;
     NewTexts mNewTexts;
     /// From OnBegin on.
     std::optional<System::SerialThread> mThread;

@@ -20,6 +20,14 @@ struct StoredText
     std::uint32_t mMark;
 
     std::string_view GetText() const { return {reinterpret_cast<const char*>(this + 1), mLength}; }
+    /// As much as most texts have.
+    void Prefetch() const
+    {
+        constexpr std::size_t lineSize = 64;
+        __builtin_prefetch(this);
+        __builtin_prefetch(reinterpret_cast<const char*>(this) + lineSize);
+        __builtin_prefetch(reinterpret_cast<const char*>(this) + 2 * lineSize);
+    }
 };
 
 /// Texts one behind the other in large blocks: 16 bytes and the text each, never moved.

@@ -18,6 +18,7 @@ class FastFileCalls : public FileCalls
 {
 public:
     int Sync(int) override { return 0; }
+    void StartWriteback(int, std::uint64_t, std::uint64_t) override {}
     int SyncDirectory(const char*) override { return 0; }
     int Rename(const char* from, const char* to) override
     {

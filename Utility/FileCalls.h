@@ -35,6 +35,8 @@ public:
     virtual std::int64_t GetSize(int file);
     virtual int Truncate(int file, std::uint64_t size);
     virtual int Sync(int file);
+    /// Lets the disk begin with what was written there, where the system can do that. Sync tells of failures.
+    virtual void StartWriteback(int file, std::uint64_t offset, std::uint64_t size);
     /// The descriptor is gone in any case.
     virtual int Close(int file);
     /// Gives a file the permissions that another one has; success when that does not exist.

@@ -113,6 +113,11 @@ int FileCalls::Sync(int file)
     return Repeat([=] { return fsync(file); });
 }
 
+void FileCalls::StartWriteback(int file, std::uint64_t offset, std::uint64_t size)
+{
+    sync_file_range(file, static_cast<off_t>(offset), static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
+}
+
 int FileCalls::Close(int file)
 {
     // Linux gives the descriptor up before it can be interrupted, so a repeated call might close someone else's.

@@ -259,6 +259,11 @@ bool AppendFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes,
     return number == 0 || Report(error, EFileOperation::Write, number, mPath);
 }
 
+void AppendFile::StartWriteback(std::uint64_t offset, std::uint64_t size) const
+{
+    gGetFileCalls().StartWriteback(mFile.Get(), offset, size);
+}
+
 bool AppendFile::Sync(FileError& error)
 {
     if (mSyncError != 0)

@@ -89,6 +89,8 @@ public:
     [[nodiscard]] bool Truncate(std::uint64_t size, FileError& error);
     /// All of the bytes. After a failure any part of them may be in the file: Truncate takes them out.
     [[nodiscard]] bool WriteAt(std::uint64_t offset, std::span<const std::byte> bytes, FileError& error);
+    /// Lets the disk begin with bytes that were written, so that there is less for Sync to wait for.
+    void StartWriteback(std::uint64_t offset, std::uint64_t size) const;
     /// Waits until all that was written is on the disk.
     [[nodiscard]] bool Sync(FileError& error);
     /// The file is closed in any case; some systems report a failed write only here. The end of the object closes

@@ -28,12 +28,17 @@ bool DeferredChunkWriter::Write(Utility::OutputMemoryStream& bytes, Utility::Res
     }
     const std::uint64_t offset = mSize;
     mSize += piece->GetSize();
+    mNeedsSync = true;
     mThread.Post([this, piece, offset] { WritePiece(*piece, offset); });
     return Check(result);
 }
 
-bool DeferredChunkWriter::Finish(Utility::Result& result)
+void DeferredChunkWriter::StartSync()
 {
+    if (!std::exchange(mNeedsSync, false))
+    {
+        return;
+    }
     mThread.Post([this] {
         FileSystem::FileError error;
         if (!Open(error) || !mFile.Sync(error))
@@ -41,6 +46,11 @@ bool DeferredChunkWriter::Finish(Utility::Result& result)
             NoteFailure(error);
         }
     });
+}
+
+bool DeferredChunkWriter::Finish(Utility::Result& result)
+{
+    StartSync();
     mThread.Finish();
     return Check(result);
 }
@@ -55,18 +65,12 @@ void DeferredChunkWriter::WritePiece(Utility::OutputMemoryStream& bytes, std::ui
         }
     }
     FileSystem::FileError error;
-    bool isWritten = Open(error) && mFile.WriteAt(offset, bytes.GetData(), error);
-    mUnsynced += bytes.GetSize();
-    if (isWritten && mUnsynced >= cSyncDistance)
-    {
-        mUnsynced = 0;
-        isWritten = mFile.Sync(error);
-    }
-    if (!isWritten)
+    if (!Open(error) || !mFile.WriteAt(offset, bytes.GetData(), error))
     {
         NoteFailure(error);
         return;
     }
+    mFile.StartWriteback(offset, bytes.GetSize());
     bytes.Clear();
     const Utility::MutexLock lock{mMutex};
     mBuffers.push_back(std::move(bytes));

@@ -30,6 +30,8 @@ public:
 
     /// Takes the bytes and leaves an empty stream. A failure may have come from earlier bytes.
     [[nodiscard]] bool Write(Utility::OutputMemoryStream& bytes, Utility::Result& result);
+    /// Has all that was written brought to the disk, for Finish to wait for.
+    void StartSync();
     /// Brings all that was written to the disk, the name of the file too. More may follow.
     [[nodiscard]] bool Finish(Utility::Result& result);
     /// Bytes that were taken so far.
@@ -37,9 +39,6 @@ public:
 
 private:
     static constexpr std::size_t cNumWaiting = 2;
-    /// What may be written between two syncs, so that the disk works while events still come in.
-    static constexpr std::uint64_t cSyncDistance = std::uint64_t{16} << 20;
-
     void WritePiece(Utility::OutputMemoryStream& bytes, std::uint64_t offset);
     bool Open(FileSystem::FileError& error);
     void NoteFailure(const FileSystem::FileError& error);
@@ -47,6 +46,8 @@ private:
 
     const std::string mPath;
     std::uint64_t mSize = 0;
+    /// Also for an empty file.
+    bool mNeedsSync = true;
 
     Utility::Mutex mMutex;
     FileSystem::FileError mError GUARDED_BY(mMutex);
@@ -54,7 +55,6 @@ private:
 
     // The thread's.
     FileSystem::AppendFile mFile;
-    std::uint64_t mUnsynced = 0;
 
     /// The last member: what it does uses all others.
     System::SerialThread mThread;

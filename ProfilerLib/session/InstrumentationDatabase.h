@@ -34,7 +34,11 @@ public:
 
     /// The same in two parts, for one who has the context's identifier already and enters most texts once.
     void AddName(uint64_t id, std::string_view name) { mInstrumentationIDs.try_emplace(id, name); }
-    void AddContext(uint64_t contextID, std::string_view context) { mContextIDs.try_emplace(contextID, context); }
+    void AddContext(uint64_t contextID, std::string_view context)
+    {
+        if (mKnownContexts.Add(contextID))
+            mContextIDs.try_emplace(contextID, context);
+    }
     /// Makes room for that many in all.
     void Reserve(std::size_t numEvents, std::size_t numContexts);
 
@@ -59,7 +63,7 @@ private:
     TextByID mInstrumentationIDs;
     TextByID mContextIDs;
 
-    // What `AddEvent` has entered.
+    // What the `Add` operations have entered.
     KnownIDs mKnownEvents;
     KnownIDs mKnownContexts;
 };

@@ -251,14 +251,27 @@ void Session::NotifyPhaseB()
 bool Session::AddEvent(const TraceEvent& event, Utility::Result& result)
 {
     UpdateThreads(event);
-    for (const std::unique_ptr<Model>& model : mModels)
+    return GiveToModels(event, result) && mEventStream->AddEvent(event, result);
+}
+
+bool Session::AddEvent(const TraceEventView& event, Utility::Result& result)
+{
+    UpdateThreads(event);
+    if (!mModels.empty())
     {
-        if (!sCheckModel(model->ProcessEvent(event), result))
+        mModelEvent.Assign(event);
+        if (!GiveToModels(mModelEvent, result))
         {
             return false;
         }
     }
     return mEventStream->AddEvent(event, result);
+}
+
+bool Session::GiveToModels(const TraceEvent& event, Utility::Result& result)
+{
+    return std::all_of(mModels.begin(), mModels.end(),
+        [&](const std::unique_ptr<Model>& model) { return sCheckModel(model->ProcessEvent(event), result); });
 }
 
 bool Session::EndModels(Utility::Result& result)
@@ -389,7 +402,7 @@ void Session::SortThreads()
         weighted.begin(), weighted.end(), mThreadOrder.begin(), [](const auto& entry) { return entry.second; });
 }
 
-void Session::UpdateThreads(const TraceEvent& event)
+void Session::UpdateThreads(const TraceEventView& event)
 {
     if (event.mProcessID != mSessionInfo.ProcessID)
     {

@@ -6,6 +6,7 @@
 #include "ProfilerLib/session/ModuleDatabase.h"
 #include "ProfilerLib/session/SessionInfo.h"
 #include "ProfilerLib/session/Thread.h"
+#include "ProfilerLib/session/TraceEvent.h"
 #include "Serialization/RTTI/TypeOf.h"
 #include "Utility/Result.h"
 
@@ -31,7 +32,6 @@ class Progress;
 class SymbolSource;
 class TraceEventStream;
 struct ModelResult;
-struct TraceEvent;
 
 /// One capture: its threads, databases, event stream and the models that were derived from the stream, with the
 /// directory that holds them. Recording: constructor, `CreateModels`, `BeginModels`, `AddEvent` for each event,
@@ -88,6 +88,8 @@ public:
     /// One event of a recording: to the threads, the models and the stream, in this order. When a model fails it is not
     /// stored. A false from the stream leaves the session as it is; see `TraceEventStream::AddEvent`.
     [[nodiscard]] bool AddEvent(const TraceEvent& event, Utility::Result& result);
+    /// The same, and makes strings only for models.
+    [[nodiscard]] bool AddEvent(const TraceEventView& event, Utility::Result& result);
     /// Sorts the threads, ends the models and saves everything.
     [[nodiscard]] bool EndModels(Utility::Result& result);
     [[nodiscard]] bool EndModels(const std::vector<Model*>& models, Utility::Result& result);
@@ -103,7 +105,7 @@ public:
     [[nodiscard]] bool Save(Utility::Result& result);
 
     /// What `AddEvent` does with the thread table: only events of the recorded process count.
-    void UpdateThreads(const TraceEvent& event);
+    void UpdateThreads(const TraceEventView& event);
 
     /// A path in the capture's directory.
     std::string GetFile(const std::string& fileName) const;
@@ -146,6 +148,7 @@ private:
     ELoadResult LoadContents(const RTTI::TypeRegistry& registry, Utility::Result& result);
     void CompleteThreadOrder();
     bool ReplayEvents(Utility::Result& result, const std::atomic<bool>* cancelled, Progress* progress);
+    bool GiveToModels(const TraceEvent& event, Utility::Result& result);
     static bool sCheckModel(const ModelResult& modelResult, Utility::Result& result);
 
     // The last one goes first: databases, threads, the stream, and the models behind it.
@@ -158,6 +161,7 @@ private:
     std::unique_ptr<TraceEventStream> mEventStream;
     ThreadMap mThreads;
     Thread* mRecentThread = nullptr; ///< of `mThreads`: that of the event before
+    TraceEvent mModelEvent;          ///< one for all, so that its texts keep their room
     std::vector<std::int32_t> mThreadOrder;
     ModuleDatabase mModuleDatabase;
     InstrumentationDatabase mInstrumentationDatabase;

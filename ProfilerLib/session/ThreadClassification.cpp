@@ -57,7 +57,7 @@ constexpr Rule cRules[] = {
 };
 }
 
-std::string gClassifyThread(const TraceEvent& event, ModuleDatabase& modules)
+std::string gClassifyThread(const TraceEventView& event, ModuleDatabase& modules)
 {
     const Module* module = modules.FindModule(event.mStartAddress, event.mTime);
     if (module == nullptr)

@@ -58,6 +58,23 @@ struct TraceEvent : BasicTraceEvent<std::string>
     TraceEvent() = default;
     explicit TraceEvent(const TraceEventView& view) { Assign(view); }
 
+    /// The event as one that borrows this one's texts.
+    operator TraceEventView() const
+    {
+        TraceEventView view;
+        view.mType = mType;
+        view.mByte = mByte;
+        view.mProcessID = mProcessID;
+        view.mThreadID = mThreadID;
+        view.mTime = mTime;
+        view.mValue = mValue;
+        view.mFirst = mFirst;
+        view.mSecond = mSecond;
+        view.mName = mName;
+        view.mContext = mContext;
+        return view;
+    }
+
     /// Takes a view over, reusing the room of the texts that are here.
     void Assign(const TraceEventView& view)
     {

@@ -30,7 +30,7 @@ const RTTI::TypeHandle& TraceEventStream::GetType() const
     return RTTI::gTypeOf<TraceEventStream>();
 }
 
-bool TraceEventStream::AddEvent(const TraceEvent& event, Utility::Result& result)
+bool TraceEventStream::AddEvent(const TraceEventView& event, Utility::Result& result)
 {
     if (static_cast<std::size_t>(event.mType) >= TraceEventLayout::cNumTypes) [[unlikely]]
     {
@@ -89,13 +89,29 @@ void TraceEventStream::EndDeferredChunk()
     mIsIndexStale = true;
 }
 
-bool TraceEventStream::FlushDeferred(Utility::Result& result)
+/// All that is pending, as the last piece.
+bool TraceEventStream::WriteDeferred(Utility::Result& result)
 {
     if (mNumPendingEvents.load(std::memory_order_relaxed) != 0)
     {
         EndDeferredChunk();
     }
-    if (!mDeferred->Write(mPendingEvents, result) || !mDeferred->Finish(result))
+    return mPendingEvents.GetSize() == 0 || mDeferred->Write(mPendingEvents, result);
+}
+
+bool TraceEventStream::StartFlush(Utility::Result& result)
+{
+    if (!WriteDeferred(result))
+    {
+        return false;
+    }
+    mDeferred->StartSync();
+    return true;
+}
+
+bool TraceEventStream::FlushDeferred(Utility::Result& result)
+{
+    if (!WriteDeferred(result) || !mDeferred->Finish(result))
     {
         return false;
     }

@@ -74,12 +74,15 @@ public:
     /// pending, `result` says why, and the next call tries again, so that no more is pending than one chunk and what
     /// came in since. An event that readers would stop at is refused and not kept: one of type None, or with a time
     /// that is no number or below that of the event before.
-    [[nodiscard]] bool AddEvent(const TraceEvent& event, Utility::Result& result);
+    [[nodiscard]] bool AddEvent(const TraceEventView& event, Utility::Result& result);
 
     /// For a recording in a directory that nobody knows before it is complete, such as an import's: chunks are written
     /// by a thread of the stream while further events come in, and neither they nor the index are brought to the disk
     /// before `Flush`. Any failure is then final: the recording is to be given up. Before the first event.
     void DeferSync();
+    /// Of such a recording: has the disk begin with all that is left, while others still work on what `Flush` waits for
+    /// after this. After the last event.
+    [[nodiscard]] bool StartFlush(Utility::Result& result);
 
     /// Writes what is pending as one chunk, then the index. When both are on the disk already nothing is written. A
     /// failure leaves the data file as it was and the events pending; when only the index could not be written they are
@@ -118,6 +121,7 @@ private:
     bool AddDeferred(std::uint64_t numPending, Utility::Result& result);
     void EndDeferredChunk();
     bool FlushDeferred(Utility::Result& result);
+    bool WriteDeferred(Utility::Result& result);
     bool WriteIndex(Utility::Result& result);
     std::uint64_t GetDataEnd() const;
     bool GetChunk(std::size_t index, Chunk& chunk) const;

@@ -11,38 +11,51 @@ namespace
 /// How far a miter may lean: below it, or nearly straight, the sine counts as this much.
 constexpr float gMinimumSine = 0.01f;
 
+// All of it goes straight to where it stays: copying small arrays from the stack in larger pieces than they were
+// written in makes the processor wait for its own stores.
+
 template <std::size_t count>
 void AppendPositions(Geometry& geometry, float layer, const std::array<Vector2, count>& corners)
 {
-    std::array<float, count * 3> values;
-    float* value = values.data();
+    float* value = geometry.Extend(EVertexKind::Position, count);
     for (const Vector2& corner : corners)
     {
         *value++ = layer;
         *value++ = corner.mX;
         *value++ = corner.mY;
     }
-    std::memcpy(geometry.Extend(EVertexKind::Position, count), values.data(), sizeof(values));
 }
 
 template <std::size_t count>
 void AppendColours(Geometry& geometry, const Colour& colour)
 {
-    std::array<Colour, count> values;
-    values.fill(colour);
-    std::memcpy(geometry.Extend(EVertexKind::Colour, count), values.data(), sizeof(values));
+    float* value = geometry.Extend(EVertexKind::Colour, count);
+    for (std::size_t i = 0; i < count; ++i, value += 4)
+    {
+        std::memcpy(value, &colour, sizeof(colour));
+    }
 }
 
 void AppendCoordinates(Geometry& geometry, EVertexKind kind, const Quad& coordinates)
 {
-    std::memcpy(geometry.Extend(kind, coordinates.size()), coordinates.data(), sizeof(coordinates));
+    float* value = geometry.Extend(kind, coordinates.size());
+    for (const Vector2& coordinate : coordinates)
+    {
+        *value++ = coordinate.mX;
+        *value++ = coordinate.mY;
+    }
 }
 
 void AppendQuadIndices(Geometry& geometry)
 {
     const auto base = static_cast<std::uint32_t>(geometry.GetVertexCount());
-    const std::array<std::uint32_t, 6> indices{base + 2, base + 1, base, base + 1, base + 2, base + 3};
-    std::memcpy(geometry.ExtendIndices(indices.size()), indices.data(), sizeof(indices));
+    std::uint32_t* const indices = geometry.ExtendIndices(6);
+    indices[0] = base + 2;
+    indices[1] = base + 1;
+    indices[2] = base;
+    indices[3] = base + 1;
+    indices[4] = base + 2;
+    indices[5] = base + 3;
 }
 
 /// A vector of length 1, or nothing when it has no direction or is not finite.

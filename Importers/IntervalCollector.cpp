@@ -1,5 +1,6 @@
 #include "Importers/IntervalCollector.h"
 
+#include "Importers/EventBatch.h"
 #include "Importers/MarkPairer.h"
 #include "Importers/Utf8.h"
 
@@ -27,6 +28,27 @@ IntervalCollector::IntervalCollector(const std::optional<std::string>& process, 
     if (process)
     {
         mWantedProcess = TraceID::sFromText(*process);
+    }
+}
+
+void IntervalCollector::Add(const EventBatch& batch)
+{
+    // A context may be compared with one that was stored long ago: what that takes is fetched some events ahead.
+    constexpr std::size_t ahead = 8;
+
+    std::array<std::uint64_t, ahead> hashes{};
+    const std::size_t numEvents = batch.GetNumEvents();
+    for (std::size_t i = 0; i < numEvents + ahead; ++i)
+    {
+        if (i >= ahead)
+        {
+            mContextHash = hashes[i % ahead];
+            Add(batch.GetEvent(i - ahead));
+        }
+        if (i < numEvents)
+        {
+            hashes[i % ahead] = mContexts.Prepare(batch.GetEvent(i).mContext);
+        }
     }
 }
 
@@ -161,7 +183,7 @@ void IntervalCollector::AddComplete(TraceThread& thread, const ChromeEvent& even
     }
     interval.mEnd = *end;
     interval.mName = InternName(event.mName);
-    interval.mContext = mContexts.Add(event.mContext);
+    interval.mContext = mContexts.Add(event.mContext, mContextHash);
     interval.mOrder = static_cast<std::uint32_t>(mReport.mNumEvents);
     thread.mIntervals.Add(interval);
     ++mReport.mNumComplete;
@@ -227,7 +249,7 @@ bool IntervalCollector::ReadTime(const EventTime& field, std::int64_t& time)
 Mark IntervalCollector::MakeMark(const ChromeEvent& event, std::int64_t time, bool isEnd)
 {
     const bool isNameless = isEnd && event.mName.mText.empty();
-    return {time, isNameless ? Mark::sNoName : InternName(event.mName), mContexts.Add(event.mContext),
+    return {time, isNameless ? Mark::sNoName : InternName(event.mName), mContexts.Add(event.mContext, mContextHash),
         static_cast<std::uint32_t>(mReport.mNumEvents), isEnd};
 }
 

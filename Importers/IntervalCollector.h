@@ -15,6 +15,8 @@
 
 namespace Importers
 {
+class EventBatch;
+
 /// Turns the entries of a trace into intervals of threads, and counts what it leaves out.
 class IntervalCollector
 {
@@ -22,8 +24,8 @@ public:
     /// With `process` only that one is imported. `report` must outlive the collector.
     IntervalCollector(const std::optional<std::string>& process, ImportReport& report);
 
-    /// In the order of the file.
-    void Add(const ChromeEvent& event);
+    /// All events of it. In the order of the file.
+    void Add(const EventBatch& batch);
 
     /// Pairs begins and ends. No more events after this.
     void Finish();
@@ -33,6 +35,7 @@ public:
     ContextTable& GetContexts() { return mContexts; }
 
 private:
+    void Add(const ChromeEvent& event);
     void CountSkipped(const ChromeEvent& event);
     void AddMetadata(const ChromeEvent& event);
     void AddIntervalEvent(const ChromeEvent& event);
@@ -56,6 +59,8 @@ private:
     ThreadTable mThreads;
     NameTable mNames;
     ContextTable mContexts;
+    /// Of the context of the event that is added.
+    std::uint64_t mContextHash = 0;
     /// Of asynchronous operations.
     NameTable mKeys;
     RecordArray<AsyncMark> mAsyncMarks;

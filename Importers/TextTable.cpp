@@ -85,13 +85,27 @@ void NameTable::Grow()
     mSlots = std::move(slots);
 }
 
-TextArena::Reference ContextTable::Add(std::string_view text)
+std::uint64_t ContextTable::Prepare(std::string_view text)
+{
+    if (text.empty())
+    {
+        return 0;
+    }
+    const std::uint64_t hash = Utility::gXXH64(text);
+    const Recent& recent = mRecent[hash % sNumRecent];
+    if (recent.mText != TextArena::sNone && recent.mHash == static_cast<std::uint32_t>(hash >> 32))
+    {
+        mArena.Get(recent.mText).Prefetch();
+    }
+    return hash;
+}
+
+TextArena::Reference ContextTable::Add(std::string_view text, std::uint64_t hash)
 {
     if (text.empty())
     {
         return TextArena::sNone;
     }
-    const std::uint64_t hash = Utility::gXXH64(text);
     Recent& recent = mRecent[hash % sNumRecent];
     const auto shortHash = static_cast<std::uint32_t>(hash >> 32);
     if (recent.mText != TextArena::sNone && recent.mHash == shortHash && mArena.Get(recent.mText).GetText() == text)

@@ -86,8 +86,10 @@ private:
 class ContextTable
 {
 public:
-    /// TextArena::sNone for an empty text, and when the table is full.
-    TextArena::Reference Add(std::string_view text);
+    /// The hash of a text that will be added soon; fetches what it will be compared with.
+    std::uint64_t Prepare(std::string_view text);
+    /// With the hash that Prepare gave. TextArena::sNone for an empty text, and when the table is full.
+    TextArena::Reference Add(std::string_view text, std::uint64_t hash);
     StoredText& Get(TextArena::Reference reference) { return mArena.Get(reference); }
     /// Also those that are stored more than once.
     std::size_t GetSize() const { return mSize; }

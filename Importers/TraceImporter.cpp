@@ -82,11 +82,7 @@ bool Import::Read()
             mOptions.mProgress({ImportProgress::EPhase::Reading, batch->mFilePosition, mReport.mFileSize});
         }
         mReport.mTextSize += batch->GetWindow().size();
-        for (std::size_t i = 0; i < batch->GetNumEvents(); ++i)
-        {
-            const ChromeEvent& event = batch->GetEvent(i);
-            mCollector.Add(event);
-        }
+        mCollector.Add(*batch);
     }
     if (IsCancelled(mOptions))
     {

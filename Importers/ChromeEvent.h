@@ -61,6 +61,16 @@ struct ChromeEvent : CommonMembers
     TraceIDView mLocalID;
     TraceIDView mGlobalID;
 
+    /// Fetches what Clear and most readers write.
+    void Prefetch() const
+    {
+        constexpr std::size_t lineSize = 64;
+        for (std::size_t i = 0; i < sizeof(CommonMembers); i += lineSize)
+        {
+            __builtin_prefetch(reinterpret_cast<const char*>(this) + i, 1);
+        }
+    }
+
     /// Makes it empty, and leaves the memory of members alone that it does not have.
     void Clear()
     {

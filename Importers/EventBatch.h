@@ -2,6 +2,7 @@
 
 #include "Importers/ChromeEvent.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -39,10 +40,13 @@ public:
         {
             mBlocks.push_back(std::make_unique<ChromeEvent[]>(sBlockEvents));
         }
-        ChromeEvent& event = mBlocks[mNumEvents / sBlockEvents][mNumEvents % sBlockEvents];
+        ChromeEvent* const events = mBlocks[mNumEvents / sBlockEvents].get();
+        const std::size_t index = mNumEvents % sBlockEvents;
+        // The other thread has read it last, so it comes from afar.
+        events[std::min(index + sEventsAhead, sBlockEvents - 1)].Prefetch();
         ++mNumEvents;
-        event.Clear();
-        return event;
+        events[index].Clear();
+        return events[index];
     }
     void RemoveLastEvent() { --mNumEvents; }
     std::size_t GetNumEvents() const { return mNumEvents; }
@@ -61,6 +65,7 @@ public:
 
 private:
     static constexpr std::size_t sBlockEvents = 512;
+    static constexpr std::size_t sEventsAhead = 4;
 
     std::unique_ptr<char[]> mBuffer;
     std::size_t mTextSize = 0;

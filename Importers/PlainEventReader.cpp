@@ -77,10 +77,13 @@ const char* FindStringEnd(const char* cursor, bool& isNonAscii)
     }
 }
 
-bool AreEightDigits(std::uint64_t text)
+/// How many of eight characters are digits before one is not.
+unsigned CountDigits(std::uint64_t text)
 {
     constexpr std::uint64_t highHalves = 0xF0F0F0F0F0F0F0F0;
-    return ((text & highHalves) | (((text + 0x0606060606060606) & highHalves) >> 4)) == 0x3333333333333333;
+    const std::uint64_t others =
+        ((text & highHalves) | (((text + 0x0606060606060606) & highHalves) >> 4)) ^ 0x3333333333333333;
+    return static_cast<unsigned>(std::countr_zero(others)) / 8;
 }
 
 /// Two digits to a byte, then four to two, then all.
@@ -96,21 +99,33 @@ std::uint32_t ParseEightDigits(std::uint64_t text)
 /// All digits that follow, at least one, as a number without needless zeros. Null when there are more than 18.
 const char* ParseDigits(const char* cursor, std::uint64_t& value)
 {
+    constexpr std::ptrdiff_t mostDigits = 18;
+    constexpr std::uint64_t zeros = 0x3030303030303030;
+    static constexpr std::uint64_t powersOfTen[] = {1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000};
+
     const char* const start = cursor;
     value = 0;
-    for (std::uint64_t text = Load<std::uint64_t>(cursor); cursor - start < 16 && AreEightDigits(text);
-         text = Load<std::uint64_t>(cursor))
+    std::uint64_t text = Load<std::uint64_t>(cursor);
+    unsigned count = CountDigits(text);
+    while (count == sizeof(text) && cursor - start < mostDigits)
     {
         value = value * 100'000'000 + ParseEightDigits(text);
-        cursor += 8;
+        cursor += sizeof(text);
+        text = Load<std::uint64_t>(cursor);
+        count = CountDigits(text);
     }
-    while (IsDigit(*cursor) && cursor - start < 19)
+    const std::ptrdiff_t total = cursor - start + static_cast<std::ptrdiff_t>(count);
+    if (total == 0 || total > mostDigits || (*start == '0' && total > 1)) [[unlikely]]
     {
-        value = value * 10 + static_cast<unsigned>(*cursor - '0');
-        ++cursor;
+        return nullptr;
     }
-    const std::ptrdiff_t count = cursor - start;
-    return count == 0 || count > 18 || (*start == '0' && count > 1) ? nullptr : cursor;
+    if (count != 0)
+    {
+        // The digits as the last of eight, behind zeros.
+        const std::uint64_t padded = text << (64 - 8 * count) | zeros >> (8 * count);
+        value = value * powersOfTen[count] + ParseEightDigits(padded);
+    }
+    return cursor + count;
 }
 
 int GetHexValue(char character)

@@ -79,6 +79,28 @@ bool IsChainSorted(std::span<const Interval> intervals, std::uint32_t first)
     return true;
 }
 
+/// Sorts intervals of which few stand far from their place, as writers have them that write in the order of starts
+/// without one among equal starts. False when that would take too many moves; then all are there, in some order.
+bool SortByInsertion(std::span<Interval> intervals)
+{
+    std::size_t numMovesLeft = 4 * intervals.size();
+    for (std::size_t i = 1; i < intervals.size(); ++i)
+    {
+        const Interval moved = intervals[i];
+        std::size_t place = i;
+        for (; place > 0 && numMovesLeft > 0 && IsBefore(moved, intervals[place - 1]); --place, --numMovesLeft)
+        {
+            intervals[place] = intervals[place - 1];
+        }
+        intervals[place] = moved;
+        if (numMovesLeft == 0)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 void ChainInPlace(std::span<Interval> intervals)
 {
     for (std::uint32_t i = 0; i < intervals.size(); ++i)
@@ -97,7 +119,10 @@ std::uint32_t Sort(std::span<Interval> intervals)
         {
             return first;
         }
-        std::sort(intervals.begin(), intervals.end(), IsBefore);
+        if (!SortByInsertion(intervals))
+        {
+            std::sort(intervals.begin(), intervals.end(), IsBefore);
+        }
     }
     ChainInPlace(intervals);
     return intervals.empty() ? Interval::sLast : 0;

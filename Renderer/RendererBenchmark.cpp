@@ -1,3 +1,4 @@
+#include "Renderer/FontManager.h"
 #include "Renderer/Material.h"
 #include "Renderer/PrimitiveList.h"
 #include "Renderer/PrimitiveRenderer.h"
@@ -14,6 +15,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace
@@ -54,8 +56,9 @@ struct Chart
         Begin(mAxis);
         for (int tick = 0; tick < 20; ++tick)
         {
-            mAxis.FillRect(
-                {0, static_cast<float>(tick * 30)}, {8, static_cast<float>(tick * 30 + 1)}, {0, 0, 0, 1}, 101);
+            const auto y = static_cast<float>(tick * 30);
+            mAxis.FillRect({0, y}, {8, y + 1}, {0, 0, 0, 1}, 101);
+            mAxis.DrawText({10, y}, 12, {0, 0, 0, 1}, "11.25 ms", 100);
         }
         mRenderer.Flush();
     }
@@ -197,7 +200,8 @@ void BM_FrameLimit(benchmark::State& state)
         std::vector<std::uint32_t> mIndices;
     };
     std::vector<Call> calls;
-    for (const int rectCount : {1, gBarCount * 2, gBarCount * 2, 5, 20})
+    // The last are the glyphs of twenty texts; their coordinates would add a third of their bytes.
+    for (const int rectCount : {1, gBarCount * 2, gBarCount * 2, 5, 20, 20 * 8})
     {
         Call& call = calls.emplace_back();
         call.mPositions.resize(static_cast<std::size_t>(rectCount) * 12);
@@ -235,4 +239,67 @@ void BM_FrameLimit(benchmark::State& state)
     glFinish();
 }
 BENCHMARK(BM_FrameLimit);
+
+/// The first drawing of glyphs at size 16: outline, place, masks. `isOnGPU` is what it was done on.
+void BM_FirstGlyphs(benchmark::State& state)
+{
+    Device device;
+    if (!device.mIsGood)
+    {
+        state.SkipWithError("no OpenGL");
+        return;
+    }
+    constexpr std::uint32_t cFirst = '!';
+    constexpr std::uint32_t cLast = '~';
+    FontRenderer& renderer = device.mContext.GetFonts().GetRenderer();
+    const FaceRequest face{"DejaVu Sans", FaceRequest::cRegular, false};
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        Font font(face, gOpenFace(face));
+        state.ResumeTiming();
+        for (std::uint32_t codePoint = cFirst; codePoint <= cLast; ++codePoint)
+        {
+            benchmark::DoNotOptimize(renderer.Prepare(font.GetGlyphInstance(codePoint, 16)));
+        }
+        glFinish();
+    }
+    state.counters["isOnGPU"] = renderer.UsesGPU() ? 1 : 0;
+    state.SetItemsProcessed(state.iterations() * (cLast - cFirst + 1));
+}
+// Few enough for the pages of one atlas.
+BENCHMARK(BM_FirstGlyphs)->Iterations(100);
+
+void BM_MeasureText(benchmark::State& state)
+{
+    const FaceRequest face{"DejaVu Sans", FaceRequest::cRegular, false};
+    Font font(face, gOpenFace(face));
+    const std::string text = "std::vector<std::pair<int, std::string>>::emplace_back";
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(font.MeasureText(text, 12));
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+BENCHMARK(BM_MeasureText);
+
+/// The limit of the one before: a sum over a table by code point.
+void BM_MeasureTextLimit(benchmark::State& state)
+{
+    const std::string text = "std::vector<std::pair<int, std::string>>::emplace_back";
+    std::array<float, 128> advances{};
+    advances.fill(7.5f);
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(advances);
+        float width = 0.0f;
+        for (const char character : text)
+        {
+            width += advances[static_cast<unsigned char>(character) & 0x7F];
+        }
+        benchmark::DoNotOptimize(width);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+BENCHMARK(BM_MeasureTextLimit);
 }

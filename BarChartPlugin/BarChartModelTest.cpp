@@ -17,7 +17,7 @@
 #include "Utility/Hash.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/TemporaryFolder.h"
-#include "tests/support/AllocationCount.h"
+#include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -378,9 +378,9 @@ TEST_F(BarChartModelTest, EventsThatDoNotConcernTheChartAllocateNothing)
         Utility::Result result;
         EXPECT_TRUE(mSession->GetEventStream().Flush(result)) << result.ToString();
         BarChart chart{{"Frame", 1}};
-        const uint64_t before = TestSupport::gGetNumAllocations();
+        const uint64_t before = Tests::gCountAllocations();
         EXPECT_TRUE(gBuildBarChart(mSession->GetEventStream(), chart, false));
-        return TestSupport::gGetNumAllocations() - before;
+        return Tests::gCountAllocations() - before;
     };
     // Several times the block that a reader reads at once.
     const uint64_t expected = countAllocations(3000);

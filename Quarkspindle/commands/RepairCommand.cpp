@@ -45,11 +45,12 @@ bool RepairCommand::Run(const CommandContext& context, Utility::Result& result)
     const auto file = result.PushContext(sessionPath);
     if (numDamages == 0)
         return true;
+    const std::string places = gFormatCount(numDamages, "place", "places");
     if (mDropsDamaged)
-        return result.Fail(Serialization::CorruptData, "The capture is still damaged in %zu places", numDamages);
+        return result.Fail(Serialization::CorruptData, "The capture is still damaged in %s", places.c_str());
     return result.Fail(Serialization::CorruptData,
-        "The capture is damaged in %zu places and was not changed; --drop-damaged leaves out what cannot be read",
-        numDamages);
+        "The capture is damaged in %s and was not changed; --drop-damaged leaves out what cannot be read",
+        places.c_str());
 }
 
 }

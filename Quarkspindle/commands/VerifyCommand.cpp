@@ -38,8 +38,8 @@ bool VerifyCommand::Run(const CommandContext&, Utility::Result& result)
         return false;
     const std::size_t numDamages = gCountDamages(findings);
     const auto file = result.PushContext(sessionPath);
-    return numDamages == 0 ||
-           result.Fail(Serialization::CorruptData, "The capture is damaged in %zu places", numDamages);
+    return numDamages == 0 || result.Fail(Serialization::CorruptData, "The capture is damaged in %s",
+                                  gFormatCount(numDamages, "place", "places").c_str());
 }
 
 }

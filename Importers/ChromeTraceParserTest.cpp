@@ -1,4 +1,5 @@
 #include "Importers/ChromeTraceParser.h"
+#include "Importers/JsonTestSupport.h"
 
 #include "Importers/Utf8.h"
 
@@ -118,24 +119,7 @@ TEST(ChromeTraceParser, WindowsDoNotMatter)
     for (int i = 0; i < 20'000; ++i)
     {
         std::string text = sTraces[random() % std::size(sTraces)];
-        for (std::uint64_t changes = random() % 3; changes > 0; --changes)
-        {
-            const std::size_t position = random() % text.size();
-            const char character = characters[random() % characters.size()];
-            switch (random() % 3)
-            {
-            case 0:
-                text.insert(position, 1, character);
-                break;
-            case 1:
-                text.erase(position, 1 + random() % 3);
-                break;
-            default:
-                text[position] = character;
-                break;
-            }
-            text += text.empty() ? "[" : "";
-        }
+        gChangeAtRandom(text, random() % 3, characters, random);
         const std::string whole = windows.Parse(text, text.size());
         ASSERT_EQ(windows.Parse(text, 1 + random() % text.size()), whole) << text;
         ASSERT_EQ(windows.Parse(text, 1 + random() % 4), whole) << text;

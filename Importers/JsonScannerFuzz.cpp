@@ -1,4 +1,5 @@
 #include "Importers/JsonScanner.h"
+#include "Importers/JsonTestSupport.h"
 
 #include "tests/support/FuzzTarget.h"
 
@@ -13,27 +14,6 @@ namespace Importers
 {
 namespace
 {
-/// A text in windows of one size, each in memory of its own, so that a sanitizer sees what reads behind its end.
-class Windows final : public WindowSource
-{
-public:
-    Windows(std::string_view text, std::size_t size) : mText(text), mSize(size) {}
-
-    std::span<const char> NextWindow() override
-    {
-        const std::string_view piece = mText.substr(0, mSize);
-        mText.remove_prefix(piece.size());
-        mWindow.assign(piece.begin(), piece.end());
-        mWindow.shrink_to_fit();
-        return mWindow;
-    }
-
-private:
-    std::string_view mText;
-    std::size_t mSize;
-    std::vector<char> mWindow;
-};
-
 /// What a scanner makes of a text, value by value.
 struct Scan
 {

@@ -1,4 +1,5 @@
 #include "Importers/JsonScanner.h"
+#include "Importers/JsonTestSupport.h"
 
 #include <algorithm>
 #include <optional>
@@ -14,27 +15,6 @@ namespace Importers
 {
 namespace
 {
-/// A text in windows of one size, each in memory of its own, so that a sanitizer sees what reads behind its end.
-class Windows final : public WindowSource
-{
-public:
-    Windows(std::string_view text, std::size_t size) : mText(text), mSize(size) {}
-
-    std::span<const char> NextWindow() override
-    {
-        const std::string_view piece = mText.substr(0, mSize);
-        mText.remove_prefix(piece.size());
-        mWindow.assign(piece.begin(), piece.end());
-        mWindow.shrink_to_fit();
-        return mWindow;
-    }
-
-private:
-    std::string_view mText;
-    std::size_t mSize;
-    std::vector<char> mWindow;
-};
-
 bool IsAccepted(std::string_view text, std::size_t windowSize, std::string& copy)
 {
     Windows windows(text, windowSize);
@@ -94,27 +74,7 @@ TEST(JsonScanner, AcceptsWhatAnotherReaderDoes)
     for (int i = 0; i < 60'000; ++i)
     {
         std::string text = documents[random() % std::size(documents)];
-        for (std::uint64_t changes = random() % 4; changes > 0; --changes)
-        {
-            const std::size_t position = random() % (text.size() + 1);
-            const char character = characters[random() % characters.size()];
-            switch (random() % 3)
-            {
-            case 0:
-                text.insert(position, 1, character);
-                break;
-            case 1:
-                text.erase(position, 1 + random() % 3);
-                break;
-            default:
-                text[std::min(position, text.size() - 1)] = character;
-                break;
-            }
-            if (text.empty())
-            {
-                text = " ";
-            }
-        }
+        gChangeAtRandom(text, random() % 4, characters, random);
         std::string copy;
         const bool isAccepted = IsAccepted(text, 1 + random() % (text.size() + 1), copy);
         const std::optional<bool> other = IsAcceptedByOther(text);

@@ -1,10 +1,8 @@
 #include "Importers/CaptureImport.h"
 #include "Importers/EventSink.h"
 #include "Importers/TraceImporter.h"
-#include "ProfilerLib/session/RegisterTypes.h"
-#include "Serialization/RTTI/Image.h"
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Format.h"
 #include "Utility/Guid.h"
@@ -257,17 +255,6 @@ void BM_ReadTrace(benchmark::State& state)
     SetBytes(state, kind);
 }
 
-void RegisterTypes(RTTI::TypeRegistry& registry)
-{
-    {
-        const auto scope = registry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(registry);
-        Profiler::gRegisterProfilerTypes(registry);
-        Serialization::gRegisterTypes(registry);
-    }
-    registry.Finalize();
-}
-
 /// A capture on the disk, as the command makes it, in the time of a clock on the wall. "read" is the part of that until
 /// the last event has been read.
 void BM_ImportCapture(benchmark::State& state)
@@ -277,7 +264,7 @@ void BM_ImportCapture(benchmark::State& state)
     const auto kind = static_cast<ETrace>(state.range(0));
     const TraceFile file(kind);
     RTTI::TypeRegistry registry;
-    RegisterTypes(registry);
+    Profiler::gRegisterCaptureTypes(registry);
     double seconds = 0.0;
     double readSeconds = 0.0;
     double otherSeconds = 0.0;

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEvent.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/Mutex.h"
 #include "Utility/TemporaryFolder.h"
 #include "Utility/Trace.h"
@@ -88,16 +86,7 @@ inline TraceEvent MakeThreadName(double time, std::int32_t threadID, std::string
 class SessionFixture : public ::testing::Test
 {
 protected:
-    SessionFixture()
-    {
-        {
-            const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(mRegistry);
-            gRegisterProfilerTypes(mRegistry);
-            Serialization::gRegisterTypes(mRegistry);
-        }
-        mRegistry.Finalize();
-    }
+    SessionFixture() { gRegisterCaptureTypes(mRegistry); }
 
     std::string GetSessionPath() const { return mFolder / "capture.session"; }
 

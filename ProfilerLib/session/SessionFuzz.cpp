@@ -1,11 +1,9 @@
 #include "ProfilerLib/session/Session.h"
 
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/InstrumentationSearchResult.h"
-#include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/session/TraceEventStream.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Serialization/Testing/FuzzChecks.h"
 #include "Serialization/Testing/FuzzContainer.h"
 #include "tests/support/FuzzTarget.h"
@@ -26,13 +24,7 @@ class Capture
 public:
     Capture()
     {
-        {
-            const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(mRegistry);
-            gRegisterProfilerTypes(mRegistry);
-            Serialization::gRegisterTypes(mRegistry);
-        }
-        mRegistry.Finalize();
+        gRegisterCaptureTypes(mRegistry);
         Session empty{mFolder / cFile, nullptr, nullptr, nullptr};
         mContainer = std::make_unique<Serialization::Testing::FuzzContainer>(Save(empty));
     }

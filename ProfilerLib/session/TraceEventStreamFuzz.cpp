@@ -1,11 +1,9 @@
 #include "ProfilerLib/session/TraceEventStream.h"
 
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/EventStreamVerifier.h"
-#include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/session/Session.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Serialization/Testing/FuzzChecks.h"
 #include "Serialization/Testing/FuzzContainer.h"
 #include "tests/support/FuzzTarget.h"
@@ -26,13 +24,7 @@ class Capture
 public:
     Capture()
     {
-        {
-            const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(mRegistry);
-            gRegisterProfilerTypes(mRegistry);
-            Serialization::gRegisterTypes(mRegistry);
-        }
-        mRegistry.Finalize();
+        gRegisterCaptureTypes(mRegistry);
         TraceEventStream empty{mSession};
         Utility::Result result;
         Fuzz::gCheck(empty.Flush(result), "an empty stream cannot be written");

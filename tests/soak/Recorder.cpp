@@ -1,6 +1,7 @@
 // Records events until it is done or killed, and says on its output what is safe on the disk: the number of events, as
 // eight bytes, whenever a chunk was acknowledged. Tests run it and end it in mid-work.
 
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "Serialization/RTTI/TypeRegistry.h"
@@ -126,7 +127,7 @@ bool Record(Profiler::Session& session, const Options& options, Utility::Result&
 bool Run(const Options& options, Utility::Result& result)
 {
     RTTI::TypeRegistry registry;
-    Tests::gRegisterCaptureTypes(registry);
+    Profiler::gRegisterCaptureTypes(registry);
     ExitingFileCalls calls{options};
     const ScopedFileCalls scope{calls};
     std::unique_ptr<Profiler::Session> session;

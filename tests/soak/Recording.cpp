@@ -1,10 +1,6 @@
 #include "tests/soak/Recording.h"
 
-#include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/session/TraceEventCodec.h"
-#include "Serialization/RTTI/Image.h"
-#include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/FileWriter.h"
 #include "Utility/OutputMemoryStream.h"
 
@@ -70,17 +66,6 @@ bool gHoldsRecording(const std::string& dataPath, uint64_t seed, uint64_t numEve
         offset += stored.size();
     }
     return true;
-}
-
-void gRegisterCaptureTypes(RTTI::TypeRegistry& registry)
-{
-    {
-        const auto scope = registry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(registry);
-        Profiler::gRegisterProfilerTypes(registry);
-        Serialization::gRegisterTypes(registry);
-    }
-    registry.Finalize();
 }
 
 bool gIsLongForm()

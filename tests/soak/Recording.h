@@ -5,11 +5,6 @@
 #include <cstdint>
 #include <string>
 
-namespace RTTI
-{
-class TypeRegistry;
-}
-
 namespace Tests
 {
 
@@ -22,9 +17,6 @@ inline constexpr const char* cRareName = "rare";
 
 /// Whether the file begins with the records of the first `numEvents` events of the recording, byte for byte.
 bool gHoldsRecording(const std::string& dataPath, uint64_t seed, uint64_t numEvents);
-
-/// Registers and finalizes what is stored in a capture.
-void gRegisterCaptureTypes(RTTI::TypeRegistry& registry);
 
 /// The environment asks for the forms that run for minutes (QUARKSPINDLE_SOAK is set).
 bool gIsLongForm();

@@ -3,6 +3,7 @@
 #include "Importers/SessionWriter.h"
 #include "ProfilerLib/session/Session.h"
 #include "Serialization/Error.h"
+#include "Utility/DirectoryLock.h"
 #include "Utility/DirectoryRename.h"
 #include "Utility/FileSystem.h"
 #include "Utility/FileWriter.h"
@@ -80,6 +81,61 @@ private:
     std::vector<std::string> mCreated;
 };
 
+/// Whether an entry of a capture's directory is one that captures have. Only such directories are ever deleted.
+bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
+{
+    const std::string entryName = entry.path().filename().string();
+    const std::string_view name = FileSystem::gStripTemporaryName(entryName);
+    std::error_code failure;
+    if (entry.is_regular_file(failure))
+    {
+        return name == "events.dat" || name == "events.index" || name.ends_with(".session") ||
+               name.ends_with(".session.damaged");
+    }
+    // The folder of a plug-in.
+    const std::filesystem::directory_iterator files{entry.path(), failure};
+    return !failure && std::all_of(begin(files), end(files), [](const std::filesystem::directory_entry& file) {
+        std::error_code ignored;
+        const std::string fileName = file.path().filename().string();
+        return file.is_regular_file(ignored) && FileSystem::gStripTemporaryName(fileName).ends_with(".dat");
+    });
+}
+
+/// The first entry that captures do not have, or the end.
+std::filesystem::directory_iterator FindForeignEntry(const std::string& directory, std::error_code& failure)
+{
+    const std::filesystem::directory_iterator entries{directory, failure};
+    return failure ? entries : std::find_if_not(begin(entries), end(entries), IsPartOfCapture);
+}
+
+/// Deletes what imports to `target` left beside it whose processes were killed. Those of running imports are locked.
+void DeleteAbandonedCaptures(const std::string& target)
+{
+    const std::string targetName = FileSystem::gGetFileName(target);
+    std::error_code failure;
+    std::vector<std::string> abandoned;
+    for (const std::filesystem::directory_entry& entry :
+        std::filesystem::directory_iterator{GetFolder(target), failure})
+    {
+        const std::string name = entry.path().filename().string();
+        const std::string_view stripped = FileSystem::gStripTemporaryName(name);
+        if (stripped == targetName && stripped.size() < name.size() && entry.is_directory(failure))
+        {
+            abandoned.push_back(entry.path().string());
+        }
+    }
+    for (const std::string& path : abandoned)
+    {
+        FileSystem::DirectoryLock lock;
+        if (lock.TryAcquire(path) == FileSystem::DirectoryLock::EOutcome::Acquired &&
+            FindForeignEntry(path, failure) == std::filesystem::directory_iterator() && !failure &&
+            FileSystem::gDeleteDirectoryTree(path))
+        {
+            Utility::gTrace("Deleted %s, which an import that was killed had left", path.c_str());
+        }
+    }
+}
+
 /// A directory beside its target in which a capture is built. What is in it when the object ends goes with it.
 class TemporaryCapture
 {
@@ -98,12 +154,23 @@ public:
 
     [[nodiscard]] bool Create(FileSystem::FileError& error)
     {
-        const std::string path = FileSystem::gMakeTemporaryPath(mTarget);
-        if (!mParents.Create(mTarget, error) || !FileSystem::gCreateNewDirectory(path, error))
+        if (!mParents.Create(mTarget, error))
         {
             return false;
         }
-        mPath = path;
+        DeleteAbandonedCaptures(mTarget);
+        // Another import that looks for what was abandoned may take this directory for such before it is locked.
+        FileSystem::DirectoryLock::EOutcome locked;
+        do
+        {
+            const std::string path = FileSystem::gMakeTemporaryPath(mTarget);
+            if (!FileSystem::gCreateNewDirectory(path, error))
+            {
+                return false;
+            }
+            mPath = path;
+            locked = mLock.TryAcquire(path);
+        } while (locked == FileSystem::DirectoryLock::EOutcome::InUse);
         return true;
     }
 
@@ -134,43 +201,24 @@ public:
 private:
     std::string mTarget;
     std::string mPath;
+    FileSystem::DirectoryLock mLock;
     /// Goes last, when the capture is away.
     ParentDirectories mParents;
 };
-
-/// Whether an entry of a capture's directory is one that captures have. Only such directories are ever deleted.
-bool IsPartOfCapture(const std::filesystem::directory_entry& entry)
-{
-    const std::string entryName = entry.path().filename().string();
-    const std::string_view name = FileSystem::gStripTemporaryName(entryName);
-    std::error_code failure;
-    if (entry.is_regular_file(failure))
-    {
-        return name == "events.dat" || name == "events.index" || name.ends_with(".session") ||
-               name.ends_with(".session.damaged");
-    }
-    // The folder of a plug-in.
-    const std::filesystem::directory_iterator files{entry.path(), failure};
-    return !failure && std::all_of(begin(files), end(files), [](const std::filesystem::directory_entry& file) {
-        std::error_code ignored;
-        const std::string fileName = file.path().filename().string();
-        return file.is_regular_file(ignored) && FileSystem::gStripTemporaryName(fileName).ends_with(".dat");
-    });
-}
 
 /// A directory with nothing in it but what captures have may be replaced. Anything else in it would be lost.
 bool MayReplace(const std::string& directory, Utility::Result& result)
 {
     std::error_code failure;
-    const std::filesystem::directory_iterator entries{directory, failure};
+    const std::filesystem::directory_iterator foreign = FindForeignEntry(directory, failure);
     if (failure)
     {
         return result.Fail(Serialization::Unspecified, "it exists already and is no capture, so it is not replaced");
     }
-    const auto foreign = std::find_if_not(begin(entries), end(entries), IsPartOfCapture);
-    return foreign == end(entries) || result.Fail(Serialization::Unspecified,
-                                          "it holds \"%s\", which is no part of a capture, so it is not replaced",
-                                          foreign->path().filename().c_str());
+    return foreign == std::filesystem::directory_iterator() ||
+           result.Fail(Serialization::Unspecified,
+               "it holds \"%s\", which is no part of a capture, so it is not replaced",
+               foreign->path().filename().c_str());
 }
 
 bool CheckTarget(const std::string& directory, bool force, Utility::Result& result)

@@ -2,6 +2,7 @@
 
 #include "ProfilerLib/session/SessionFixture.h"
 #include "ProfilerLib/session/TraceEventStream.h"
+#include "Utility/DirectoryLock.h"
 #include "Utility/FailureSweep.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Hash.h"
@@ -167,6 +168,21 @@ TEST_F(CaptureImportTest, OnlyForceReplacesAndOnlyACapture)
     ASSERT_TRUE(FileSystem::gCreateDirectory(mFolder / "empty"));
     EXPECT_TRUE(Import("empty", true));
     EXPECT_TRUE(Import("new", true));
+}
+
+TEST_F(CaptureImportTest, WhatAKilledImportLeftGoesWithTheNextOne)
+{
+    mFolder.Write("capture.0000000000000001.tmp/events.dat", "abandoned");
+    mFolder.Write("capture.0000000000000002.tmp/events.dat", "of a running import");
+    mFolder.Write("capture.0000000000000003.tmp/mine.txt", "no part of a capture");
+    mFolder.Write("capture.0000000000000004.tmp", "a file");
+    mFolder.Write("other.0000000000000005.tmp/events.dat", "of another target");
+    FileSystem::DirectoryLock running;
+    ASSERT_EQ(
+        running.TryAcquire(mFolder / "capture.0000000000000002.tmp"), FileSystem::DirectoryLock::EOutcome::Acquired);
+    ASSERT_TRUE(Import("capture")) << GetError();
+    EXPECT_THAT(ListEntries(), ElementsAre("capture", "capture.0000000000000002.tmp", "capture.0000000000000003.tmp",
+                                   "capture.0000000000000004.tmp", "other.0000000000000005.tmp", "trace.json"));
 }
 
 TEST_F(CaptureImportTest, WhateverFailsTheCaptureIsTheOldOneOrWholly)

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+namespace FileSystem
+{
+/// A mark that a directory is in use by this process. It ends with the object, or with the process however that ends,
+/// so a directory that nobody marks belongs to nobody any more. It keeps nobody from the directory's files, and follows
+/// the directory when that gets another name. One thread.
+class DirectoryLock
+{
+public:
+    DirectoryLock() = default;
+    ~DirectoryLock();
+    DirectoryLock(const DirectoryLock&) = delete;
+    DirectoryLock& operator=(const DirectoryLock&) = delete;
+
+    enum class EOutcome
+    {
+        Acquired,
+        InUse,       ///< another object holds it, in this process or another one, or the directory is gone
+        Unsupported, ///< the file system knows no locks, or the directory cannot be opened
+    };
+
+    /// Does not wait. An object holds one directory at a time, and gives up the one before.
+    EOutcome TryAcquire(const std::string& path);
+
+private:
+    void Release();
+
+    int mDescriptor = -1;
+};
+}

@@ -1,0 +1,8 @@
+#include "ProfilerLib/plugin/UpdatableWidget.h"
+
+namespace Profiler
+{
+
+void UpdatableWidget::Update(double) {}
+
+}

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <span>
 
 namespace Renderer
@@ -54,17 +55,10 @@ FontRenderer::FontRenderer(RenderContext& context) : mContext{context} {}
 
 FontRenderer::~FontRenderer() = default;
 
-bool FontRenderer::Initialise()
+void FontRenderer::Initialise()
 {
-    if (!mContext.HasGL())
-    {
-        Utility::gTrace("Text cannot be drawn without OpenGL");
-        return false;
-    }
-    if (mPages.empty())
-    {
-        AddPage();
-    }
+    assert(mContext.HasGL() && mPages.empty());
+    AddPage();
     if (mContext.IsVersionAtLeast(4, 3))
     {
         mComputeRasteriser = ComputeRasteriser::sCreate(mContext);
@@ -73,7 +67,6 @@ bool FontRenderer::Initialise()
     {
         Utility::gTrace("OpenGL version not high enough to use GPU font rendering; falling back to CPU rendering");
     }
-    return true;
 }
 
 float FontRenderer::DrawText(Font& font, TextTarget& target, std::string_view text, const Vector2& position,
@@ -96,7 +89,9 @@ float FontRenderer::DrawText(Font& font, TextTarget& target, std::string_view te
         const Vector2 topLeft{pen + glyph.mLeftOffset, position.mY + glyph.mTopOffset};
         pen += glyph.mAdvance;
         const float right = topLeft.mX + static_cast<float>(glyph.mWidth);
-        if (!isThere || topLeft.mX < clip.mMinX || right > clip.mMaxX)
+        // A position that is no number is inside nothing.
+        const bool isInside = topLeft.mX >= clip.mMinX && clip.mMaxX >= right;
+        if (!isThere || !isInside)
         {
             continue;
         }
@@ -131,7 +126,7 @@ bool FontRenderer::Place(GlyphInstance& instance)
         return false;
     }
     const std::optional<AtlasPacker::Place> place = mPacker.Add(instance.mWidth, instance.mHeight);
-    if (!place || (place->mPage == mPages.size() && !AddPage()))
+    if (!place)
     {
         if (!mIsFullLogged)
         {
@@ -141,24 +136,23 @@ bool FontRenderer::Place(GlyphInstance& instance)
         }
         return false;
     }
+    if (place->mPage == mPages.size())
+    {
+        AddPage();
+    }
     instance.mPage = place->mPage;
     instance.mTextureX = static_cast<float>(place->mX);
     instance.mTextureY = static_cast<float>(place->mY);
     return true;
 }
 
-bool FontRenderer::AddPage()
+void FontRenderer::AddPage()
 {
-    if (!mContext.HasGL())
-    {
-        return false;
-    }
     Texture& page = mContext.CreateTexture(cPageSize, cPageSize, ETextureFormat::R16UI);
     // What no glyph covers is fetched at the borders of quads, so it has to be empty.
     const std::vector<CoverageMask> empty(std::size_t{cPageSize} * cPageSize);
     page.SetImage(std::as_bytes(std::span{empty}));
     mPages.push_back(&page);
-    return true;
 }
 
 void FontRenderer::Rasterise(const GlyphInstance& instance)

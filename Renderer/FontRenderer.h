@@ -57,8 +57,8 @@ public:
     explicit FontRenderer(RenderContext& context);
     ~FontRenderer();
 
-    /// Makes the first page and the compute program. False, with a line in the log, without GL.
-    bool Initialise();
+    /// Makes the first page and, where OpenGL has them, the compute program. The context has GL.
+    void Initialise();
 
     /// Draws a line of UTF-8 text with the top of its cell at `position`; `layer` is its depth. The ink of the first
     /// glyph begins exactly at `position.mX`, unless `keepsFirstBearing`. `size` is the height of the line in pixels.
@@ -79,7 +79,7 @@ public:
 
 private:
     bool Place(GlyphInstance& instance);
-    bool AddPage();
+    void AddPage();
     void Rasterise(const GlyphInstance& instance);
 
     RenderContext& mContext;

@@ -40,7 +40,7 @@ struct GlyphDescription
     /// The box of a blank: its lower left corner and its size.
     OutlinePoint mBlankOrigin;
     OutlinePoint mBlankSize;
-    /// From this glyph's pen position to the next one's.
+    /// From this glyph's pen position to the next one's; whole font units.
     float mAdvance = 0.0f;
 };
 
@@ -52,7 +52,7 @@ public:
 
     virtual ~OutlineSource() = default;
 
-    /// From the baseline up to the top of a line of text, and down to its bottom, in font units; both positive.
+    /// From the baseline up to the top of a line of text, and down to its bottom, in whole font units; both positive.
     virtual float GetAscent() const = 0;
     virtual float GetDescent() const = 0;
 

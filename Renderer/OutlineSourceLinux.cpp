@@ -9,6 +9,7 @@
 #include FT_OUTLINE_H
 
 #include <array>
+#include <cmath>
 #include <string>
 
 namespace Renderer
@@ -127,8 +128,8 @@ public:
           mScale{cReferenceHeight / static_cast<float>(mFace->ascender - mFace->descender)}
     {}
 
-    float GetAscent() const override { return static_cast<float>(mFace->ascender) * mScale; }
-    float GetDescent() const override { return static_cast<float>(-mFace->descender) * mScale; }
+    float GetAscent() const override { return std::round(static_cast<float>(mFace->ascender) * mScale); }
+    float GetDescent() const override { return cReferenceHeight - GetAscent(); }
 
     bool ReadGlyph(std::uint32_t codePoint, GlyphDescription& glyph) override
     {
@@ -138,7 +139,7 @@ public:
         {
             return false;
         }
-        glyph.mAdvance = static_cast<float>(mFace->glyph->metrics.horiAdvance) * mScale;
+        glyph.mAdvance = std::round(static_cast<float>(mFace->glyph->metrics.horiAdvance) * mScale);
         glyph.mBlankSize = cBlankSize;
         return ContourBuilder{mScale, glyph.mContours}.Read(mFace->glyph->outline);
     }

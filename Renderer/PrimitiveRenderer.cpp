@@ -24,9 +24,11 @@ std::int32_t ToPixels(float size)
 PrimitiveRenderer::PrimitiveRenderer(RenderContext& context, float dpiScale, Font* font)
     : mContext(context),
       mBatches(context),
-      mSolidMaterial(CreateMaterial("Renderer/Shaders/Bar_vs.cg", "Renderer/Shaders/Bar_ps.cg")),
-      mHatchMaterial(CreateMaterial("Renderer/Shaders/HatchPattern_vs.cg", "Renderer/Shaders/HatchPattern_ps.cg")),
-      mShadowMaterial(CreateMaterial("Renderer/Shaders/LineShadow_vs.cg", "Renderer/Shaders/LineShadow_ps.cg")),
+      mSolidMaterial(CreateMaterial(GetProgram("Bar"))),
+      mHatchMaterial(CreateMaterial(GetProgram("HatchPattern"))),
+      mFontProgram(GetProgram("font")),
+      mDashedProgram(GetProgram("DashedLine")),
+      mShadowMaterial(CreateMaterial(GetProgram("LineShadow"))),
       mFont(font != nullptr ? font : &context.GetFonts().GetDefaultFont()),
       mFontRenderer(context.GetFonts().GetRenderer())
 {
@@ -34,6 +36,10 @@ PrimitiveRenderer::PrimitiveRenderer(RenderContext& context, float dpiScale, Fon
     mHatchMaterial.SetFloat(dpiScale * 5.0f, "inWidth");
     mHatchMaterial.SetFloat(dpiScale * 2.0f, "inBorderWidth");
     mShadowMaterial.SetFloat(dpiScale * 5.0f, "inEdgeWidth");
+    if (mFontRenderer.GetNumPages() > 0)
+    {
+        GetFontMaterial(0);
+    }
 }
 
 PrimitiveRenderer::~PrimitiveRenderer()
@@ -44,9 +50,15 @@ PrimitiveRenderer::~PrimitiveRenderer()
     }
 }
 
-Material& PrimitiveRenderer::CreateMaterial(const char* vertexName, const char* fragmentName)
+const ShaderProgram* PrimitiveRenderer::GetProgram(const std::string& name)
 {
-    Material& material = mContext.CreateMaterial(mContext.GetProgram(vertexName, fragmentName));
+    const std::string prefix = "Renderer/Shaders/" + name;
+    return mContext.GetProgram(prefix + "_vs.cg", prefix + "_ps.cg");
+}
+
+Material& PrimitiveRenderer::CreateMaterial(const ShaderProgram* program)
+{
+    Material& material = mContext.CreateMaterial(program);
     material.mBlend = true;
     return material;
 }
@@ -58,7 +70,7 @@ Material& PrimitiveRenderer::GetDashedMaterial(float dashLength)
     Material*& material = mDashedMaterials[dashLength];
     if (material == nullptr)
     {
-        material = &CreateMaterial("Renderer/Shaders/DashedLine_vs.cg", "Renderer/Shaders/DashedLine_ps.cg");
+        material = &CreateMaterial(mDashedProgram);
         material->SetFloat(dashLength, "inDashLength");
     }
     return *material;
@@ -69,7 +81,7 @@ Material& PrimitiveRenderer::GetFontMaterial(std::uint32_t page)
     while (mFontMaterials.size() <= page)
     {
         const auto next = static_cast<std::uint32_t>(mFontMaterials.size());
-        Material& material = CreateMaterial("Renderer/Shaders/font_vs.cg", "Renderer/Shaders/font_ps.cg");
+        Material& material = CreateMaterial(mFontProgram);
         material.mAlphaTest = true;
         material.mDepthTest = false;
         SamplerSettings settings;

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -76,7 +77,9 @@ public:
     void Flush();
 
 private:
-    Material& CreateMaterial(const char* vertexName, const char* fragmentName);
+    /// Of the two embedded sources of that name.
+    const ShaderProgram* GetProgram(const std::string& name);
+    Material& CreateMaterial(const ShaderProgram* program);
     Material& GetDashedMaterial(float dashLength);
     Material& GetFontMaterial(std::uint32_t page);
     void Draw(const Batch& batch);
@@ -85,6 +88,8 @@ private:
     BatchTable mBatches;
     Material& mSolidMaterial;
     Material& mHatchMaterial;
+    const ShaderProgram* mFontProgram;
+    const ShaderProgram* mDashedProgram;
     Material& mShadowMaterial;
     std::unordered_map<float, Material*> mDashedMaterials;
     Font* mFont;

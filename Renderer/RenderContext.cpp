@@ -6,6 +6,7 @@
 #include "Renderer/RenderCamera.h"
 #include "Renderer/ShaderSource.h"
 
+#include "Utility/Format.h"
 #include "Utility/Trace.h"
 
 #include <GL/glew.h>
@@ -90,21 +91,33 @@ void RenderContext::EndFrame() {}
 
 bool RenderContext::Initialise()
 {
+    mFailure.clear();
     if (mInitialised)
     {
         if (!mWatcher.IsGroupCurrent())
         {
-            Utility::gTrace("This OpenGL context does not share its objects with the first one.");
-            return false;
+            return Fail("This OpenGL context does not share its objects with the first one.");
         }
         mWatcher.WatchCurrent();
         return true;
     }
+    if (!Start())
+    {
+        // Whatever was made is of no use, and nobody shall call functions that an old driver lacks.
+        ReleaseGLObjects(HasGL());
+        return false;
+    }
+    mWatcher.WatchCurrent();
+    mInitialised = true;
+    return true;
+}
+
+bool RenderContext::Start()
+{
     glewExperimental = GL_TRUE;
     if (gGetCurrentGLContext() == nullptr || glewInit() != GLEW_OK)
     {
-        Utility::gTrace("Could not initialize Glew.");
-        return false;
+        return Fail("Could not initialize Glew.");
     }
     // Looking for extensions may leave an error behind that is none of ours.
     glGetError();
@@ -112,24 +125,31 @@ bool RenderContext::Initialise()
     {
         return false;
     }
-    mWatcher.WatchCurrent();
-    if (!GetFonts().GetRenderer().Initialise() || !CreateDefaultProgram())
+    GetFonts().GetRenderer().Initialise();
+    if (!CreateDefaultProgram())
     {
         Utility::gTrace("Could not initialize default shaders.");
         return false;
     }
-    mInitialised = true;
     return true;
 }
 
 bool RenderContext::ReadVersion()
 {
-    const auto* const version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
-    if (!gParseGLVersion(version, mMajorVersion, mMinorVersion))
+    const auto* const text = reinterpret_cast<const char*>(glGetString(GL_VERSION));
+    int majorVersion = 0;
+    int minorVersion = 0;
+    if (!gParseGLVersion(text, majorVersion, minorVersion))
     {
-        Utility::gTrace("No OpenGL version can be read from \"%s\".", version == nullptr ? "" : version);
-        return false;
+        return Fail(Utility::gFormat("No OpenGL version can be read from \"%s\".", text == nullptr ? "" : text));
     }
+    // What shaders of this version say is GLSL's version too from here on; samplers and vertex arrays come with it.
+    if (std::pair(majorVersion, minorVersion) < std::pair(3, 3))
+    {
+        return Fail(Utility::gFormat("OpenGL 3.3 is needed, and the driver offers \"%s\".", text));
+    }
+    mMajorVersion = majorVersion;
+    mMinorVersion = minorVersion;
     return true;
 }
 
@@ -141,23 +161,23 @@ bool RenderContext::CreateDefaultProgram()
         resources.FindResource("Renderer/Shaders/Default_vs.cg"), EShaderStage::Vertex, *this, error);
     if (vertex == nullptr)
     {
-        Utility::gTrace("Could not create default vertex shader: %s", error.c_str());
-        return false;
+        return Fail("Could not create default vertex shader: " + error);
     }
     const Shader* const fragment = mShaders.CreateShader(
         resources.FindResource("Renderer/Shaders/Default_ps.cg"), EShaderStage::Fragment, *this, error);
     if (fragment == nullptr)
     {
-        Utility::gTrace("Could not create default fragment shader: %s", error.c_str());
-        return false;
+        return Fail("Could not create default fragment shader: " + error);
     }
     mDefaultProgram = mShaders.CreateProgram(*vertex, *fragment, error);
-    if (mDefaultProgram == nullptr)
-    {
-        Utility::gTrace("Could not create default shader program.");
-        return false;
-    }
-    return true;
+    return mDefaultProgram != nullptr || Fail("Could not create default shader program.");
+}
+
+bool RenderContext::Fail(std::string reason)
+{
+    mFailure = std::move(reason);
+    Utility::gTrace("%s", mFailure.c_str());
+    return false;
 }
 
 void RenderContext::Clear(const Colour& colour)
@@ -242,6 +262,11 @@ const ShaderProgram* RenderContext::GetProgram(const std::string& vertexName, co
     {
         return found->second;
     }
+    if (!HasGL())
+    {
+        // Initialise has said so.
+        return nullptr;
+    }
     const EmbeddedResources& resources = EmbeddedResources::sGet();
     std::string error;
     const Shader* const vertex =
@@ -251,11 +276,8 @@ const ShaderProgram* RenderContext::GetProgram(const std::string& vertexName, co
                                                            EShaderStage::Fragment, *this, error);
     const ShaderProgram* const program =
         fragment == nullptr ? nullptr : mShaders.CreateProgram(*vertex, *fragment, error);
-    if (HasGL())
-    {
-        // One that failed as well: it will not do better for the next widget, and its log line is written.
-        mPrograms.insert({{vertexName, fragmentName}, program});
-    }
+    // One that failed as well: it will not do better for the next widget, and its log line is written.
+    mPrograms.insert({{vertexName, fragmentName}, program});
     return program;
 }
 

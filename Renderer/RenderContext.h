@@ -47,12 +47,16 @@ public:
     virtual void BeginFrame();
     virtual void EndFrame();
 
-    /// Brings up GL in the current context; the first widget does that, for the others it is done. False, with a line
-    /// in the log, when there is no OpenGL to draw with or when the current context does not share its objects with
-    /// those before; drawing then does nothing.
+    /// Brings up GL in the current context; the first widget does that, for the others it is done. False, with lines
+    /// in the log and the reason in GetFailure, when there is no OpenGL to draw with or when the current context does
+    /// not share its objects with those before. Nothing can be drawn in that context then; what collects primitives for
+    /// it goes on, and its flush only empties it.
     bool Initialise();
     bool IsInitialised() const { return mInitialised; }
-    /// Whether GL may be called: true from inside Initialise on.
+    /// Why the last call of Initialise failed: a sentence that a widget can show in place of its picture. Empty after
+    /// one that did not.
+    const std::string& GetFailure() const { return mFailure; }
+    /// Whether GL may be called: true from inside Initialise on, unless that fails.
     bool HasGL() const { return mMajorVersion > 0; }
     /// 0 before Initialise.
     int GetMajorVersion() const { return mMajorVersion; }
@@ -81,7 +85,7 @@ public:
     /// Made at the first request, which needs no GL context; text is drawn after Initialise.
     FontManager& GetFonts();
     /// The program of two embedded sources, made at the first request. Null, with a line in the log, when it cannot be
-    /// made.
+    /// made; null without OpenGL.
     const ShaderProgram* GetProgram(const std::string& vertexName, const std::string& fragmentName);
     /// One light, for geometry with normals. Null before Initialise.
     const ShaderProgram* GetDefaultProgram() const { return mDefaultProgram; }
@@ -101,8 +105,12 @@ public:
 private:
     friend class VertexArrayHandle;
 
+    /// The first start of a group of GL contexts.
+    bool Start();
     bool ReadVersion();
     bool CreateDefaultProgram();
+    /// Keeps and logs it; false, to be returned.
+    bool Fail(std::string reason);
     void Bind(VertexArray& vertexArray);
     void Release(VertexArray& vertexArray);
     void ForgetContext(GLContextHandle context);
@@ -110,6 +118,7 @@ private:
     void ReleaseGLObjects(bool areAlive);
 
     bool mInitialised = false;
+    std::string mFailure;
     bool mCullFaces = true;
     int mMajorVersion = 0;
     int mMinorVersion = 0;

@@ -25,6 +25,7 @@ target_include_directories(RapidJSON::rapidjson SYSTEM INTERFACE ${RAPIDJSON_INC
 if(BUILD_TESTING)
   include(GoogleTest)
   find_package(GTest REQUIRED)
+  find_package(Qt5 5.15 REQUIRED COMPONENTS Test)
 endif()
 if(QUARKSPINDLE_BENCHMARKS)
   find_package(benchmark REQUIRED)

@@ -61,14 +61,15 @@ endfunction()
 set(QUARKSPINDLE_RUN_WITH_DISPLAY "${PROJECT_SOURCE_DIR}/tests/support/run-with-display")
 
 # quarkspindle_test(NAME SOURCES file... [LIBRARIES lib...] [LABEL unit|gui|integration] [TIMEOUT seconds]
-#                   [GL_VERSIONS version...])
+#                   [WIDGETS] [GL_VERSIONS version...])
 # One GoogleTest program; each of its tests is one test of ctest. With the label gui it has a display and a
-# QGuiApplication; its tests run again with each version that OpenGL is told to claim, such as 3.3COMPAT.
+# QGuiApplication, with WIDGETS a QApplication and QTest; its tests run again with each version that OpenGL is told to
+# claim, such as 3.3COMPAT.
 function(quarkspindle_test NAME)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;GL_VERSIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "WIDGETS" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;GL_VERSIONS")
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
@@ -81,8 +82,13 @@ function(quarkspindle_test NAME)
     set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
   endif()
   if(ARG_LABEL STREQUAL gui)
-    target_sources(${NAME} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/GuiApplication.cpp")
-    target_link_libraries(${NAME} PRIVATE Qt5::Gui)
+    if(ARG_WIDGETS)
+      target_sources(${NAME} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/WidgetApplication.cpp")
+      target_link_libraries(${NAME} PRIVATE Qt5::Widgets Qt5::Test)
+    else()
+      target_sources(${NAME} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/GuiApplication.cpp")
+      target_link_libraries(${NAME} PRIVATE Qt5::Gui)
+    endif()
     set_target_properties(${NAME} PROPERTIES CROSSCOMPILING_EMULATOR "${QUARKSPINDLE_RUN_WITH_DISPLAY}")
   endif()
   gtest_discover_tests(${NAME}

@@ -1,0 +1,67 @@
+#include "Networking/Client.h"
+
+#include <bit>
+
+namespace Networking
+{
+
+bool Client::Connect(const std::string& address, uint16_t port)
+{
+    mReader.Clear();
+    mDisconnected.Reset();
+    mSocket = Socket::sConnect(address, port);
+    mIsConnected = mSocket.IsValid() && mDisconnected.IsValid();
+    return mIsConnected;
+}
+
+std::optional<Frame> Client::Receive()
+{
+    while (mIsConnected)
+    {
+        if (const std::optional<Frame> frame = mReader.Next())
+            return frame;
+        if (mReader.IsBroken())
+            break;
+        const std::optional<std::size_t> count = mSocket.Receive(mReader.GetSpace());
+        if (!count)
+            break;
+        mReader.Commit(*count);
+        if (*count == 0 && gWait(mSocket, EDirection::Receive, mDisconnected) == EWait::Woken)
+            break;
+    }
+    Disconnect();
+    return std::nullopt;
+}
+
+void Client::Send(uint8_t id, const void* data, uint32_t length)
+{
+    const uint64_t header = gMakeHeader(id, length);
+    const System::MutexLock lock{mSendLock};
+    const bool isSent = SendAll(std::as_bytes(std::span{&header, 1})) &&
+                        (data == nullptr || SendAll({static_cast<const std::byte*>(data), length}));
+    if (!isSent)
+        Disconnect();
+}
+
+bool Client::SendAll(std::span<const std::byte> bytes)
+{
+    while (!bytes.empty())
+    {
+        const std::optional<std::size_t> count = mIsConnected ? mSocket.Send(bytes) : std::nullopt;
+        if (!count)
+            return false;
+        bytes = bytes.subspan(*count);
+        if (*count == 0 && gWait(mSocket, EDirection::Send, mDisconnected) == EWait::Woken)
+            return false;
+    }
+    return true;
+}
+
+void Client::Disconnect()
+{
+    // The socket stays open until the object ends: other threads may be about to use it.
+    mIsConnected = false;
+    mDisconnected.Set();
+}
+
+}

@@ -24,9 +24,10 @@ void OpenGLWidgetBase::paintEvent(QPaintEvent* event)
     QOpenGLWidget::paintEvent(event);
     if (isValid() || mFailureLabel != nullptr)
         return;
-    Utility::gTrace("OpenGL: there is no context for a chart to draw in");
+    Utility::gTrace("There is no OpenGL context to draw a chart in");
     // Not from inside a paint: the label is another widget to be painted.
-    QMetaObject::invokeMethod(this, &OpenGLWidgetBase::ShowFailure, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { ShowFailure(tr("There is no OpenGL context to draw it in.")); }, Qt::QueuedConnection);
 }
 
 void OpenGLWidgetBase::paintGL()
@@ -51,7 +52,7 @@ bool OpenGLWidgetBase::StartRenderContext()
 {
     mIsReady = mRenderContext != nullptr && mRenderContext->Initialise();
     if (!mIsReady)
-        ShowFailure();
+        ShowFailure(mRenderContext != nullptr ? QString::fromStdString(mRenderContext->GetFailure()) : QString());
     else if (mFailureLabel != nullptr)
         mFailureLabel->hide();
     return mIsReady;
@@ -65,12 +66,11 @@ void OpenGLWidgetBase::RunInitialiseCallback()
     mInitialised = true;
 }
 
-void OpenGLWidgetBase::ShowFailure()
+void OpenGLWidgetBase::ShowFailure(const QString& reason)
 {
     if (mFailureLabel == nullptr)
     {
-        mFailureLabel = new QLabel(
-            tr("The chart cannot be drawn, because OpenGL did not start.\nThe program's log says why."), this);
+        mFailureLabel = new QLabel(this);
         mFailureLabel->setAlignment(Qt::AlignCenter);
         mFailureLabel->setWordWrap(true);
         mFailureLabel->setAutoFillBackground(true);
@@ -78,6 +78,7 @@ void OpenGLWidgetBase::ShowFailure()
         mFailureLabel->setForegroundRole(QPalette::Text);
         mFailureLabel->resize(size());
     }
+    mFailureLabel->setText(tr("The chart cannot be drawn.\n%1").arg(reason));
     mFailureLabel->show();
 }
 

@@ -50,7 +50,7 @@ protected:
     Renderer::RenderContext* GetRenderContext() const { return mRenderContext; }
 
 private:
-    void ShowFailure();
+    void ShowFailure(const QString& reason);
 
     double mDelta = 0.0;
     Renderer::RenderContext* mRenderContext = nullptr;

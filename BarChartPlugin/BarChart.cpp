@@ -43,13 +43,20 @@ BarChart::BarChart(BarChartDescription description)
         GetLOD(level).LODLevel = level;
 }
 
-void BarChart::GetLODs(float barsPerSlot, const BarChartLOD*& lower, const BarChartLOD*& upper, float& blend) const
+LODPair gFindLODs(float barsPerSlot, int32_t numLODs)
 {
     const float x = std::log2(barsPerSlot);
     float whole = 0.0F;
-    blend = std::modf(x, &whole);
-    lower = &GetLOD(gClampLevel(std::floor(x), GetNumLODs()));
-    upper = &GetLOD(gClampLevel(std::ceil(x), GetNumLODs()));
+    const float blend = std::modf(x, &whole);
+    return {gClampLevel(std::floor(x), numLODs), gClampLevel(std::ceil(x), numLODs), blend};
+}
+
+void BarChart::GetLODs(float barsPerSlot, const BarChartLOD*& lower, const BarChartLOD*& upper, float& blend) const
+{
+    const LODPair levels = gFindLODs(barsPerSlot, GetNumLODs());
+    lower = &GetLOD(levels.mLower);
+    upper = &GetLOD(levels.mUpper);
+    blend = levels.mBlend;
 }
 
 void BarChart::GetLODs(float barsPerSlot, BarChartLOD*& lower, BarChartLOD*& upper, float& blend)

@@ -14,6 +14,18 @@
 namespace Profiler
 {
 
+/// Which two of a chart's levels a view is between, and how far it is from the lower to the upper one: the fraction of
+/// the logarithm, negative for less than one bar a slot.
+struct LODPair
+{
+    int32_t mLower;
+    int32_t mUpper;
+    float mBlend;
+};
+
+/// The levels for a view in which so many bars of level 0 fall on one slot; the last of `numLODs` stands for all above.
+[[nodiscard]] LODPair gFindLODs(float barsPerSlot, int32_t numLODs);
+
 /// How long each occurrence of one instrumentation event took on one thread, at ten levels of detail. An occurrence is
 /// the outermost scope of that name: what is nested in it, of whatever name, is part of it. While it is built a chart
 /// belongs to the one job that feeds it; from its publication on it never changes and is read without a lock.
@@ -62,8 +74,7 @@ public:
     BarChartLOD& GetLOD(int32_t level) { return mLODs[static_cast<std::size_t>(level)]; }
     const BarChartLOD& GetLOD(int32_t level) const { return mLODs[static_cast<std::size_t>(level)]; }
 
-    /// The two levels to draw between when `barsPerSlot` bars of level 0 fall on one slot, and how far the view is from
-    /// `lower` to `upper`: the fraction of log2(`barsPerSlot`), negative for less than one bar. The chart has levels.
+    /// The levels of `gFindLODs`. The chart has levels.
     void GetLODs(float barsPerSlot, BarChartLOD*& lower, BarChartLOD*& upper, float& blend);
     void GetLODs(float barsPerSlot, const BarChartLOD*& lower, const BarChartLOD*& upper, float& blend) const;
 

@@ -2,6 +2,7 @@
 
 #include "BarChartPlugin/BarChartModel.h"
 #include "BarChartPlugin/BarChartTypes.h"
+#include "BarChartPlugin/BarChartView.h"
 #include "ProfilerLib/plugin/View.h"
 #include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
@@ -41,10 +42,9 @@ std::unique_ptr<Model> BarChartPlugin::LoadModel(Session& session)
     return model;
 }
 
-std::unique_ptr<View> BarChartPlugin::CreateView(ViewHost&, ViewContext&, Model&)
+std::unique_ptr<View> BarChartPlugin::CreateView(ViewHost& host, ViewContext& context, Model& model)
 {
-    Utility::gTrace("Error creating barchart view: this build of the plug-in has no view");
-    return nullptr;
+    return std::make_unique<BarChartView>(context, static_cast<BarChartModel&>(model), host.RangeChosen);
 }
 
 }

@@ -2,7 +2,6 @@
 #include "BarChartPlugin/BarChartTypes.h"
 #include "ProfilerLib/plugin/Plugin.h"
 #include "ProfilerLib/plugin/PluginDescriptor.h"
-#include "ProfilerLib/plugin/View.h"
 #include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
@@ -236,16 +235,6 @@ TEST_F(BarChartPluginTest, ModelThatCannotBeLoadedIsALogLineAndNoModel)
         testing::ElementsAre(
             testing::EndsWith("]: Error loading barchart model: Context: " + (mFolder / "BarChart/Model.dat") +
                               ", internal error: Unable to open file\n")));
-}
-
-TEST_F(BarChartPluginTest, ThereIsNoViewYet)
-{
-    System::JobScheduler scheduler{0};
-    const std::unique_ptr<Session> session = Record(scheduler);
-    ViewHost host;
-    ViewContext context;
-    EXPECT_EQ(sGetHost().mPlugins[0]->CreateView(host, context, *session->GetModels().at(0)), nullptr);
-    EXPECT_EQ(sGetHost().TakeLines().size(), 1U);
 }
 
 }

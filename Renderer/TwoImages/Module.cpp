@@ -1,0 +1,6 @@
+#include "Renderer/TwoImages/Frame.h"
+
+extern "C" [[gnu::visibility("default")]] TwoImages::Operations getTwoImagesOperations()
+{
+    return TwoImages::gGetOperations();
+}

@@ -6,6 +6,7 @@
 #include <QScreen>
 
 #include <array>
+#include <cmath>
 #include <utility>
 
 namespace Renderer
@@ -31,7 +32,9 @@ std::int32_t GetOpenTypeWeight(int weight)
 float GetVerticalDpi()
 {
     const QScreen* const screen = qGuiApp != nullptr ? QGuiApplication::primaryScreen() : nullptr;
-    return screen != nullptr ? static_cast<float>(screen->physicalDotsPerInchY()) : cReferenceDpi;
+    const float dpi = screen != nullptr ? static_cast<float>(screen->physicalDotsPerInchY()) : 0.0f;
+    // A screen may not know how large it is.
+    return std::isfinite(dpi) && dpi > 0.0f ? dpi : cReferenceDpi;
 }
 }
 

@@ -33,7 +33,8 @@ struct ShaderProgram;
 /// nothing from then on, and `Initialise` starts again in the next context.
 ///
 /// It outlives everything that draws with it. At its end it frees its GL objects when a context of the group is
-/// current; otherwise they go with the group.
+/// current; otherwise they go with the group. A module may draw with the context of the program that has loaded it, and
+/// even be the one to initialise it; some of its code then stays behind, so it is unloaded after the context has ended.
 class RenderContext
 {
 public:

@@ -50,7 +50,9 @@ Operations gGetOperations()
 {
     return {[](const Utility::TraceSink& sink) { Utility::gSetTraceSinks({sink}); },
         [](RenderContext& context) { return context.Initialise(); },
-        [](RenderContext& context) -> Frame* { return new ChartFrame{context}; }};
+        [](RenderContext& context) -> Frame* {
+            return new ChartFrame{context};
+        }};
 }
 
 }

@@ -42,7 +42,7 @@ private:
     bool SendAll(std::span<const std::byte> bytes) REQUIRES(mSendLock);
 
     Socket mSocket; ///< constant while connected
-    WakeUp mDisconnected;
+    System::WakeUp mDisconnected;
     std::atomic<bool> mIsConnected = false;
     FrameReader mReader; ///< of the receiving thread
     System::Mutex mSendLock;

@@ -91,7 +91,7 @@ private:
     std::atomic<bool> mStopReceiving = false;
     std::atomic<uint32_t> mPeerProcess = cAnyProcess;
     std::atomic<uint32_t> mPort = 0;
-    WakeUp mReceiveWakeUp; ///< something of the above has changed
+    System::WakeUp mReceiveWakeUp; ///< something of the above has changed
 
     System::Mutex mConnectionLock;
     System::ConditionVariable mConnectionChanged;
@@ -107,7 +107,7 @@ private:
 
     SendBuffer mSendBuffer;
     std::atomic<bool> mDropUnsent = false; ///< the peer has gone
-    WakeUp mSendWakeUp;                    ///< the sending thread is to end
+    System::WakeUp mSendWakeUp;            ///< the sending thread is to end
 };
 
 }

@@ -1,6 +1,7 @@
 #include "Networking/Socket.h"
 #include "Networking/SocketWait.h"
 
+#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cerrno>
@@ -10,7 +11,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -161,28 +161,8 @@ uint16_t Socket::GetPeerPort() const
     return Networking::GetPort(mDescriptor, &getpeername);
 }
 
-WakeUp::WakeUp() : mDescriptor{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)} {}
-
-WakeUp::~WakeUp()
-{
-    if (mDescriptor >= 0)
-        close(mDescriptor);
-}
-
-void WakeUp::Set()
-{
-    // It only fails when it is set many times over.
-    [[maybe_unused]] const int result = eventfd_write(mDescriptor, 1);
-}
-
-void WakeUp::Reset()
-{
-    eventfd_t value = 0;
-    [[maybe_unused]] const int result = eventfd_read(mDescriptor, &value);
-}
-
-EWait gWait(
-    const Socket& socket, EDirection direction, const WakeUp& wakeUp, std::optional<std::chrono::milliseconds> limit)
+EWait gWait(const Socket& socket, EDirection direction, const System::WakeUp& wakeUp,
+    std::optional<std::chrono::milliseconds> limit)
 {
     // A descriptor below zero is passed over.
     std::array<pollfd, 2> waiting = {

@@ -6,9 +6,11 @@ namespace Profiler
 {
 
 AnimatedFloat::AnimatedFloat(float value, double duration)
-    : mValue(value), mFrom(value), mTo(value), mDuration(duration)
-{
-}
+    : mValue(value),
+      mFrom(value),
+      mTo(value),
+      mDuration(duration)
+{}
 
 AnimatedFloat::EStep AnimatedFloat::Advance(double deltaSeconds)
 {

@@ -33,7 +33,7 @@ struct MouseEvent
 {
     bool handled = false;
     Renderer::Vector2 position{}; ///< in the coordinates of the control that receives it
-    uint8_t buttons = 0;        ///< of press, release and double click the one button, of a move all that are held
+    uint8_t buttons = 0;          ///< of press, release and double click the one button, of a move all that are held
     uint16_t modifiers = 0;
 };
 
@@ -41,7 +41,7 @@ struct WheelEvent
 {
     bool handled = false;
     Renderer::Vector2 position{}; ///< in the coordinates of the control that receives it
-    int32_t delta = 0;          ///< 120 a notch, positive away from the user
+    int32_t delta = 0;            ///< 120 a notch, positive away from the user
     uint16_t modifiers = 0;
 };
 

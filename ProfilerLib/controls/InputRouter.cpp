@@ -20,7 +20,8 @@ Control* Route(Control* target, const Vector2& point, Event& event, void (Contro
     Control* handledBy = nullptr;
     for (Control* control = target; control != nullptr; control = control->GetParent())
     {
-        const bool isMeant = control == target ? control->IsBubbleTarget() || !event.handled : control->IsBubbleTarget();
+        const bool isMeant =
+            control == target ? control->IsBubbleTarget() || !event.handled : control->IsBubbleTarget();
         if (!isMeant || !control->IsInteractive())
             continue;
         const Rectangle rect = control->GetRect(false, false);

@@ -20,8 +20,7 @@ uint32_t GetPhysicalKey(const QKeyEvent& event)
 }
 
 KeyboardEventFilter::KeyboardEventFilter(Input::KeyboardState& state, QObject* parent) : QObject(parent), mState(state)
-{
-}
+{}
 
 bool KeyboardEventFilter::eventFilter(QObject* object, QEvent* event)
 {

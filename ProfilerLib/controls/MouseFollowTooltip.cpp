@@ -77,7 +77,8 @@ QPoint gPlaceTooltip(const QPoint& pointer, const QSize& size, const QRect& scre
 }
 
 MouseFollowTooltip::MouseFollowTooltip(QWidget* parent)
-    : QLabel(parent, Qt::ToolTip | Qt::BypassGraphicsProxyWidget), mWidget(parent)
+    : QLabel(parent, Qt::ToolTip | Qt::BypassGraphicsProxyWidget),
+      mWidget(parent)
 {
     QPalette colours = QToolTip::palette();
     colours.setColor(QPalette::Inactive, QPalette::ToolTipText, QColor(87, 87, 87));

@@ -6,8 +6,8 @@
 namespace Profiler
 {
 
-/// A small window with rich text beside the mouse pointer, with the look of Qt's tooltips. Unlike those it is shown anew
-/// in every frame and moves with the pointer. It hides by itself when anything happens that ends the pointing; its
+/// A small window with rich text beside the mouse pointer, with the look of Qt's tooltips. Unlike those it is shown
+/// anew in every frame and moves with the pointer. It hides by itself when anything happens that ends the pointing; its
 /// owner hides it when there is no text. The GUI thread only.
 class MouseFollowTooltip final : public QLabel
 {
@@ -37,8 +37,8 @@ private:
     QRect mRect;
 };
 
-/// Where the upper left corner of a tooltip goes: beside the pointer, on the other side of it where the screen ends, and
-/// always on the screen.
+/// Where the upper left corner of a tooltip goes: beside the pointer, on the other side of it where the screen ends,
+/// and always on the screen.
 QPoint gPlaceTooltip(const QPoint& pointer, const QSize& size, const QRect& screen);
 
 }

@@ -9,15 +9,11 @@
 namespace Profiler
 {
 
-OpenGLWidgetBase::OpenGLWidgetBase(QWidget* parent) : QOpenGLWidget(parent)
-{
-}
+OpenGLWidgetBase::OpenGLWidgetBase(QWidget* parent) : QOpenGLWidget(parent) {}
 
 OpenGLWidgetBase::~OpenGLWidgetBase() = default;
 
-void OpenGLWidgetBase::Render(double)
-{
-}
+void OpenGLWidgetBase::Render(double) {}
 
 void OpenGLWidgetBase::paintEvent(QPaintEvent* event)
 {

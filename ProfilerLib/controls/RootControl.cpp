@@ -4,7 +4,8 @@ namespace Profiler
 {
 
 RootControl::RootControl(ControlContext* context, const Renderer::Vector2& screenOrigin)
-    : Control(context), mScreenOrigin(screenOrigin)
+    : Control(context),
+      mScreenOrigin(screenOrigin)
 {
     SetInteractive(false);
 }

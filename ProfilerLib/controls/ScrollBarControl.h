@@ -19,7 +19,8 @@ public:
     /// Lives as long as the control.
     ScrollValue* GetValue() { return &mValue; }
 
-    /// Called when the thumb is pressed, before each change while it is dragged, and when it is let go. None by default.
+    /// Called when the thumb is pressed, before each change while it is dragged, and when it is let go. None by
+    /// default.
     void SetPressCallback(Callback callback) { mOnPress = std::move(callback); }
     void SetDragCallback(Callback callback) { mOnDrag = std::move(callback); }
     void SetReleaseCallback(Callback callback) { mOnRelease = std::move(callback); }

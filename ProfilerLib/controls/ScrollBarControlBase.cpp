@@ -31,10 +31,12 @@ Colour GetBorderColour()
 
 ScrollBarControlBase::ScrollBarControlBase(
     ControlContext* context, EOrientation orientation, uint32_t backgroundLayer, uint32_t thumbLayer)
-    : Control(context), mOrientation(orientation), mBackgroundLayer(backgroundLayer), mThumbLayer(thumbLayer),
+    : Control(context),
+      mOrientation(orientation),
+      mBackgroundLayer(backgroundLayer),
+      mThumbLayer(thumbLayer),
       mBorderColour(GetBorderColour())
-{
-}
+{}
 
 Rectangle ScrollBarControlBase::GetThumbRect(float value, float total, uint32_t units, bool atEnd) const
 {
@@ -87,8 +89,8 @@ void ScrollBarControlBase::DrawTrough(Renderer::PrimitiveRenderer& renderer)
 
 void ScrollBarControlBase::DrawThumb(const Rectangle& rect, float grey)
 {
-    mPrimitives.FillRect({rect.mX, rect.mY}, {rect.mX + rect.mWidth, rect.mY + rect.mHeight}, {grey, grey, grey, 1.0f},
-        mThumbLayer);
+    mPrimitives.FillRect(
+        {rect.mX, rect.mY}, {rect.mX + rect.mWidth, rect.mY + rect.mHeight}, {grey, grey, grey, 1.0f}, mThumbLayer);
 }
 
 }

@@ -25,8 +25,8 @@ enum class EAction : uint8_t
 
 consteval auto gDescribe(RTTI::EnumTag<EAction>)
 {
-    return RTTI::gDescribeEnum<EAction>("Profiler::EAction",
-        {{"Zoom", EAction::Zoom}, {"Pan", EAction::Pan}, {"MeasureRange", EAction::MeasureRange}});
+    return RTTI::gDescribeEnum<EAction>(
+        "Profiler::EAction", {{"Zoom", EAction::Zoom}, {"Pan", EAction::Pan}, {"MeasureRange", EAction::MeasureRange}});
 }
 
 /// One row of the stored key mapping.

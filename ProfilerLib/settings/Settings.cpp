@@ -41,10 +41,10 @@ bool CheckLoaded(T& settings, const char* what)
 }
 
 Settings::Settings()
-    : mSymbolSettings(std::make_unique<SymbolSettings>()), mInputSettings(std::make_unique<InputSettings>()),
+    : mSymbolSettings(std::make_unique<SymbolSettings>()),
+      mInputSettings(std::make_unique<InputSettings>()),
       mAdvancedSettings(std::make_unique<AdvancedSettings>())
-{
-}
+{}
 
 Settings::~Settings() = default;
 
@@ -92,8 +92,7 @@ bool Settings::Save()
     if (isSaved)
         Utility::gTrace("Settings file: %s was saved correctly", mPath.c_str());
     else
-        Utility::gTrace(
-            "There was an error writing settings file: %s: %s", mPath.c_str(), result.ToString().c_str());
+        Utility::gTrace("There was an error writing settings file: %s: %s", mPath.c_str(), result.ToString().c_str());
     return isSaved;
 }
 
@@ -111,7 +110,8 @@ bool Settings::KeepUnreadableFile(Utility::Result& result)
 bool Settings::WriteFile(Utility::Result& result) const
 {
     const std::string folder = FileSystem::gGetDirectory(mPath);
-    if (!folder.empty() && !result.Check(FileSystem::gCreateDirectoryTree(folder), 0, "Unable to create folder %s", folder.c_str()))
+    if (!folder.empty() &&
+        !result.Check(FileSystem::gCreateDirectoryTree(folder), 0, "Unable to create folder %s", folder.c_str()))
         return false;
     return Serialization::gWriteJsonFile(
         mPath, {mSymbolSettings.get(), mInputSettings.get(), mAdvancedSettings.get()}, result);

@@ -36,8 +36,8 @@ class SymbolSettings : public RTTI::Object
     friend struct RTTI::Access;
     static consteval auto sDescribe()
     {
-        return RTTI::gDescribe<SymbolSettings>("Profiler::SymbolSettings", RTTI::Version{1},
-            RTTI::Base<RTTI::Object>{}, RTTI::Field<&SymbolSettings::AllowCrashUploads>{"AllowCrashUploads"},
+        return RTTI::gDescribe<SymbolSettings>("Profiler::SymbolSettings", RTTI::Version{1}, RTTI::Base<RTTI::Object>{},
+            RTTI::Field<&SymbolSettings::AllowCrashUploads>{"AllowCrashUploads"},
             RTTI::Field<&SymbolSettings::AutomaticallyCheckForUpdates>{"AutomaticallyCheckForUpdates"},
             RTTI::Field<&SymbolSettings::UseMicrosoftSymbolServers>{"UseMicrosoftSymbolServers"},
             RTTI::Field<&SymbolSettings::SymbolLocations>{"SymbolLocations"},
@@ -50,7 +50,7 @@ public:
 
     bool AllowCrashUploads = true;
     bool AutomaticallyCheckForUpdates = true;
-    bool UseMicrosoftSymbolServers = true;      ///< puts the public symbol server first in the search
+    bool UseMicrosoftSymbolServers = true;       ///< puts the public symbol server first in the search
     std::vector<SymbolLocation> SymbolLocations; ///< in the order of the search
     std::string CaptureTargetDirectory;          ///< where new captures go
 

@@ -92,6 +92,12 @@ bool Server::WaitForConnection()
     return mIsRunning && mIsConnected;
 }
 
+bool Server::IsConnected() const
+{
+    const System::MutexLock lock{mConnectionLock};
+    return mIsRunning && mIsConnected;
+}
+
 void Server::Send(uint8_t id, const void* data, uint32_t length)
 {
     mSendBuffer.Send(id, data, length);
@@ -106,6 +112,11 @@ EventSubscription Server::Subscribe(uint8_t id, Handler handler)
     return event->Subscribe(std::move(handler));
 }
 
+EventSubscription Server::SubscribeToDisconnect(std::function<void()> handler)
+{
+    return mDisconnectEvent.Subscribe(std::move(handler));
+}
+
 void Server::RunReceiving()
 {
     System::gSetThreadName(mName + " - Receive");
@@ -117,6 +128,7 @@ void Server::RunReceiving()
             {
                 Disconnect();
                 Listen();
+                mDisconnectEvent.Fire();
             }
         }
         else if (!mListener.IsValid())

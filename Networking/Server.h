@@ -57,12 +57,17 @@ public:
     /// Waits up to 2500 ms for a peer; says whether there is one. Ends at once when the server is stopped.
     [[nodiscard]] bool WaitForConnection() EXCLUDES(mConnectionLock);
 
+    [[nodiscard]] bool IsConnected() const EXCLUDES(mConnectionLock);
+
     /// Without a peer the message is lost. Waits while the buffers are full.
     void Send(uint8_t id, const void* data, uint32_t length) override;
 
     /// The handler runs on the receiving thread, with a stream over the payload; it may send, but while it runs nothing
     /// is received. The end of a subscription waits for a handler that runs.
     [[nodiscard]] EventSubscription Subscribe(uint8_t id, Handler handler) EXCLUDES(mHandlersLock);
+
+    /// Told on the receiving thread when the peer has gone or was let go, but not when the server is stopped.
+    [[nodiscard]] EventSubscription SubscribeToDisconnect(std::function<void()> handler);
 
 private:
     using MessageEvent = Event<Utility::InputMemoryStream&>;
@@ -81,6 +86,7 @@ private:
 
     const std::string mName;
 
+    Event<> mDisconnectEvent;
     System::RecursiveMutex mHandlersLock;
     std::array<std::unique_ptr<MessageEvent>, 256> mHandlers GUARDED_BY(mHandlersLock); ///< null before the first
 
@@ -93,7 +99,7 @@ private:
     std::atomic<uint32_t> mPort = 0;
     System::WakeUp mReceiveWakeUp; ///< something of the above has changed
 
-    System::Mutex mConnectionLock;
+    mutable System::Mutex mConnectionLock;
     System::ConditionVariable mConnectionChanged;
     bool mIsRunning GUARDED_BY(mConnectionLock) = false;
     bool mIsConnected GUARDED_BY(mConnectionLock) = false;

@@ -20,8 +20,7 @@ TEST(DefaultDirectoriesTest, FollowTheUsersVariablesAndHome)
     } rows[] = {
         {"/home/me", nullptr, "/home/me/.local/share/quarkspindle/captures", "/home/me/.cache/quarkspindle/symbols"},
         {"/home/me", "", "/home/me/.local/share/quarkspindle/captures", "/home/me/.cache/quarkspindle/symbols"},
-        {"/home/me", "relative", "/home/me/.local/share/quarkspindle/captures",
-            "/home/me/.cache/quarkspindle/symbols"},
+        {"/home/me", "relative", "/home/me/.local/share/quarkspindle/captures", "/home/me/.cache/quarkspindle/symbols"},
         {"/home/me", "/data", "/data/quarkspindle/captures", "/data/quarkspindle/symbols"},
         {nullptr, "/data", "/data/quarkspindle/captures", "/data/quarkspindle/symbols"},
         {nullptr, nullptr, "", ""},

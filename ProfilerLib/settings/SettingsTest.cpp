@@ -204,8 +204,9 @@ TEST_F(SettingsTest, DirectoriesThatCannotBeMadeFailTheLoadAndStayInstalled)
     {
         SCOPED_TRACE(row.mReason);
         EXPECT_FALSE(Load(cInput + "," + make(row.mCache, row.mCaptures)));
-        EXPECT_THAT(mLog.Take(), HasSubstr("PostLoad of symbol settings failed: Context: [no context], internal error: " +
-                                           row.mReason + "\n"));
+        EXPECT_THAT(mLog.Take(),
+            HasSubstr(
+                "PostLoad of symbol settings failed: Context: [no context], internal error: " + row.mReason + "\n"));
         EXPECT_EQ(mSettings.GetSymbolSettings().GetSymbolCacheDirectory(), row.mCache);
         EXPECT_EQ(mSettings.GetSymbolSettings().CaptureTargetDirectory, row.mCaptures);
         EXPECT_EQ(GetKey(EAction::Pan), EKeyCode::F5);
@@ -251,7 +252,8 @@ TEST_F(SettingsTest, AFailedSaveLeavesWhatWasThere)
     mFolder.Write("file", "precious");
     EXPECT_FALSE(mSettings.Load(mFolder / "file/settings.json", mRegistry));
     EXPECT_FALSE(mSettings.Save());
-    EXPECT_THAT(mLog.Take(), HasSubstr("There was an error writing settings file: " + mFolder / "file/settings.json: "));
+    EXPECT_THAT(
+        mLog.Take(), HasSubstr("There was an error writing settings file: " + mFolder / "file/settings.json: "));
     mFolder.Write("folder/content", "precious");
     EXPECT_FALSE(mSettings.Load(mFolder / "folder", mRegistry));
     EXPECT_FALSE(mSettings.Save());
@@ -331,8 +333,8 @@ TEST(SymbolSettingsTest, ServersAndFoldersAreToldApart)
     const std::string plain = folder / "plain";
     SymbolSettings settings;
     settings.SetSymbolCacheDirectory("/c\\d");
-    settings.SymbolLocations = {{plain, true}, {store, true}, {"HTTP://caps", true}, {"https://off", false},
-        {"httpd", true}, {"", true}};
+    settings.SymbolLocations = {
+        {plain, true}, {store, true}, {"HTTP://caps", true}, {"https://off", false}, {"httpd", true}, {"", true}};
     const std::string server = SymbolSettings::cPublicSymbolServer;
     EXPECT_THAT(settings.GetSymbolSearchPaths(), ElementsAre(server, plain, store, "HTTP://caps", "httpd", ""));
     EXPECT_THAT(settings.GetLocalSymbolDirectories(), ElementsAre(plain, "HTTP://caps", ""));

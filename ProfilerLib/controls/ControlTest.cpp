@@ -1,4 +1,5 @@
 #include "ProfilerLib/controls/AnimatedFloat.h"
+#include "ProfilerLib/controls/MouseFollowTooltip.h"
 #include "ProfilerLib/controls/RootControl.h"
 
 #include <cmath>
@@ -29,7 +30,9 @@ class DrawnControl final : public Control
 {
 public:
     DrawnControl(std::string name, const Rectangle& rect, std::vector<std::string>& drawn)
-        : Control(nullptr), mName(std::move(name)), mDrawn(drawn)
+        : Control(nullptr),
+          mName(std::move(name)),
+          mDrawn(drawn)
     {
         SetRect(rect);
     }
@@ -140,8 +143,7 @@ TEST_F(ControlTest, TheFirstChildIsHitAndEdgesBelongToTheLeftAndTop)
         int mX;
         int mY;
         Control* mHit;
-    } rows[] = {
-        {30, 30, first}, {59, 59, first}, {60, 30, second}, {79, 59, second}, {80, 30, outer}, {30, 60, outer},
+    } rows[] = {{30, 30, first}, {59, 59, first}, {60, 30, second}, {79, 59, second}, {80, 30, outer}, {30, 60, outer},
         {29, 30, outer}, {10, 10, outer}, {9, 10, nullptr}, {110, 50, nullptr}, {10, 90, nullptr}, {-1, -1, nullptr},
         // Where "gone" would be without its parent's limits; the root itself is never hit.
         {215, 215, nullptr}, {150, 50, nullptr}};
@@ -194,6 +196,29 @@ TEST(AnimatedFloatTest, EasesOutAndLandsOnItsTarget)
     instant.MoveTo(2.0f);
     EXPECT_EQ(instant.Advance(0.0), Arrived);
     EXPECT_EQ(instant.GetValue(), 2.0f);
+}
+
+TEST(TooltipPlaceTest, ItIsBesideThePointerAndOnTheScreen)
+{
+    const QRect screen(100, 50, 1000, 800);
+    const struct
+    {
+        const char* mWhat;
+        QPoint mPointer;
+        QSize mSize;
+        QPoint mPlace;
+    } rows[] = {
+        {"beside", {300, 300}, {200, 50}, {304, 316}},
+        {"just fits", {896, 784}, {200, 50}, {900, 800}},
+        {"right edge", {897, 300}, {200, 50}, {697, 316}},
+        {"bottom edge", {300, 785}, {200, 50}, {304, 727}},
+        {"corner", {1090, 840}, {200, 50}, {890, 782}},
+        {"wider than the screen", {300, 300}, {1200, 50}, {100, 316}},
+        {"higher than the screen", {300, 300}, {200, 900}, {304, -50}},
+        {"left of the screen", {0, 300}, {200, 50}, {100, 316}},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(gPlaceTooltip(row.mPointer, row.mSize, screen), row.mPlace) << row.mWhat;
 }
 
 }

@@ -1,15 +1,15 @@
 #include "ProfilerLib/controls/InputRouter.h"
+#include "ProfilerLib/controls/ListeningControl.h"
 #include "ProfilerLib/controls/RootControl.h"
 
 #include <cfloat>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "Utility/Format.h"
 
 namespace Profiler
 {
@@ -19,70 +19,6 @@ namespace
 using Renderer::Vector2;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-using Log = std::vector<std::string>;
-
-/// Writes down all that it hears, and handles what it is told to.
-class ListeningControl final : public Control
-{
-public:
-    ListeningControl(std::string name, const Renderer::Rectangle& rect, Log& log)
-        : Control(nullptr), mName(std::move(name)), mLog(log)
-    {
-        SetRect(rect);
-    }
-
-    void OnFocusLost() override { Note("blur"); }
-    void OnFocusGained() override { Note("focus"); }
-    void OnKeyPress(KeyEvent& event) override { Hear("key", event); }
-    void OnKeyRelease(KeyEvent& event) override { Hear("keyup", event); }
-    void OnMousePress(MouseEvent& event) override { HearAt("press", event); }
-    void OnMouseRelease(MouseEvent& event) override { HearAt("release", event); }
-    void OnMouseMove(MouseEvent& event) override
-    {
-        HearAt("move", event);
-        Control::OnMouseMove(event);
-    }
-    void OnMouseDoubleClick(MouseEvent& event) override { HearAt("double", event); }
-    void OnMouseWheel(WheelEvent& event) override { HearAt("wheel", event); }
-    void OnMouseEnter() override { Note("enter"); }
-    void OnMouseLeave() override
-    {
-        Note("leave");
-        Control::OnMouseLeave();
-    }
-    std::string GetTooltip(const Vector2& position) override
-    {
-        if (mTooltip.empty())
-            return {};
-        return Utility::gFormat("%s at %g,%g", mTooltip.c_str(), static_cast<double>(position.mX),
-            static_cast<double>(position.mY));
-    }
-
-    bool mHandles = false;
-    std::string mTooltip;
-
-private:
-    void Note(const std::string& what) { mLog.push_back(mName + " " + what); }
-
-    template <class Event>
-    void Hear(const std::string& what, Event& event)
-    {
-        Note(event.handled ? what + " handled" : what);
-        event.handled = event.handled || mHandles;
-    }
-
-    template <class Event>
-    void HearAt(const std::string& what, Event& event)
-    {
-        Hear(Utility::gFormat("%s %g,%g", what.c_str(), static_cast<double>(event.position.mX),
-                 static_cast<double>(event.position.mY)),
-            event);
-    }
-
-    std::string mName;
-    Log& mLog;
-};
 
 /// A root of 200 by 100 with a content that fills it, and in that two panels beside each other; in the left one lies a
 /// button.

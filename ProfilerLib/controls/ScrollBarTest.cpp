@@ -156,7 +156,8 @@ TEST_F(ScrollBarTest, ADragMovesTheValueByThePartOfTheLength)
 {
     std::vector<std::string> calls;
     mBar->SetPressCallback([&](ScrollBarControl*) { calls.push_back("press"); });
-    mBar->SetDragCallback([&](ScrollBarControl* bar) { calls.push_back("drag " + std::to_string(bar->GetValue()->mValue)); });
+    mBar->SetDragCallback(
+        [&](ScrollBarControl* bar) { calls.push_back("drag " + std::to_string(bar->GetValue()->mValue)); });
     mBar->SetReleaseCallback([&](ScrollBarControl*) { calls.push_back("release"); });
     EXPECT_THAT(GetGreys(), ElementsAre(FloatEq(0.803f)));
     EXPECT_FALSE(Move({5, 5}));
@@ -233,7 +234,9 @@ TEST_F(ZoomScrollBarTest, EachGripMovesItsPart)
         SCOPED_TRACE(row.mWhat);
         SetRange(250, 750);
         std::vector<ZoomScrollBarControl::EDragMode> modes;
-        const auto note = [&](ZoomScrollBarControl*, ZoomScrollBarControl::EDragMode mode) { modes.push_back(mode); };
+        const auto note = [&](ZoomScrollBarControl*, ZoomScrollBarControl::EDragMode mode) {
+            modes.push_back(mode);
+        };
         mBar->SetPressCallback(note);
         // Comes before the change.
         mBar->SetDragCallback([&](ZoomScrollBarControl* bar, ZoomScrollBarControl::EDragMode mode) {

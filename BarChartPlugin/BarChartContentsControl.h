@@ -9,6 +9,7 @@
 #include "Renderer/Vectors.h"
 #include "Utility/Event.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -64,6 +65,12 @@ public:
     /// Selects the occurrences from the one that starts to the one that ends at exactly these times. Where one of them
     /// is missing nothing is selected, so that -1 and -1 clear the selection.
     void SelectRange(double startMs, double endMs);
+
+    /// The occurrences that are selected, from the first to before the last; -1 and -1 for none.
+    std::array<int32_t, 2> GetSelection() const { return {mSelection.mFirst, mSelection.mLast}; }
+
+    /// The occurrences that are on show.
+    const ZoomRange& GetWindow() const { return *mZoomRange; }
 
     /// How many slots for a bar the width has; so many bars are the smallest window.
     float GetSlotCount() const;

@@ -48,6 +48,7 @@ public:
         TraceEvent event;
         event.mType = ETraceEventType::ThreadName;
         event.mThreadID = threadID;
+        event.mTime = mTime;
         event.mName = name;
         Add(event);
     }

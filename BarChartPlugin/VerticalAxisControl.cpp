@@ -43,7 +43,10 @@ void VerticalAxisControl::Render(Renderer::PrimitiveRenderer& renderer)
 void VerticalAxisControl::DrawLabel(Renderer::PrimitiveRenderer& renderer, const AxisLayout& axis)
 {
     const float size = Renderer::GetDefaultFontSize();
-    const std::string label = Utility::gFormatDuration(gGetCeiling(mVerticalRange->mMaximum, mVerticalRange->mValue));
+    // What is 4.8 ms but for the rounding of a float must not read as 4 ms 799.
+    constexpr double halfMicrosecond = 0.0005;
+    const std::string label =
+        Utility::gFormatDuration(gGetCeiling(mVerticalRange->mMaximum, mVerticalRange->mValue) + halfMicrosecond);
     const float width = renderer.MeasureText(label, std::trunc(size));
     mPrimitives.DrawText(axis.GetLabelPosition(width), size, cLabelColour, label, ChartLayer::cForeground);
 }

@@ -135,7 +135,15 @@ Vector2 ControlHostWidget::GetScreenOrigin() const
 
 Rectangle ControlHostWidget::GetVisibleRectangle() const
 {
-    const QRect rect = visibleRegion().boundingRect();
+    // The bounds of visibleRegion(), which allocates: what the widgets around this one leave of it.
+    QRect rect = this->rect();
+    QPoint offset;
+    for (const QWidget* widget = this; !widget->isWindow() && widget->parentWidget() != nullptr;
+         widget = widget->parentWidget())
+    {
+        offset += widget->pos();
+        rect &= widget->parentWidget()->rect().translated(-offset);
+    }
     return {static_cast<float>(rect.x()), static_cast<float>(rect.y()), static_cast<float>(rect.width()),
         static_cast<float>(rect.height())};
 }

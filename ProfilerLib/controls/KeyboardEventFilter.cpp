@@ -26,8 +26,6 @@ bool KeyboardEventFilter::eventFilter(QObject* object, QEvent* event)
 {
     switch (event->type())
     {
-    // A key that is a shortcut is only heard of in this way.
-    case QEvent::ShortcutOverride:
     case QEvent::KeyPress:
     case QEvent::KeyRelease:
         OnKey(*static_cast<QKeyEvent*>(event));

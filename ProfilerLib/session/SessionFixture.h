@@ -4,9 +4,8 @@
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEvent.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Utility/Mutex.h"
+#include "Utility/LogCapture.h"
 #include "Utility/TemporaryFolder.h"
-#include "Utility/Trace.h"
 
 #include <gtest/gtest.h>
 
@@ -17,37 +16,6 @@
 
 namespace Profiler
 {
-/// Collects what is logged while it lives.
-class LogCapture
-{
-public:
-    LogCapture()
-    {
-        Utility::gSetTraceSinks(
-            {{[](const char* line, void* self) { static_cast<LogCapture*>(self)->Add(line); }, this}});
-    }
-    ~LogCapture() { Utility::gSetTraceSinks({}); }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
-    /// What has come since the last call.
-    std::string Take()
-    {
-        const Utility::MutexLock lock{mMutex};
-        return std::exchange(mText, {});
-    }
-
-private:
-    void Add(const char* line)
-    {
-        const Utility::MutexLock lock{mMutex};
-        mText += line;
-    }
-
-    Utility::Mutex mMutex;
-    std::string mText GUARDED_BY(mMutex);
-};
-
 inline TraceEvent MakeEvent(ETraceEventType type, double time, std::int32_t threadID = 1, std::int32_t processID = 0)
 {
     TraceEvent event;

@@ -10,7 +10,12 @@ namespace
 /// The application object that widgets need, while the tests run; listing them needs none.
 class WidgetApplication final : public ::testing::Environment
 {
-    void SetUp() override { mApplication = std::make_unique<QApplication>(mArgumentCount, mArguments); }
+    void SetUp() override
+    {
+        // As the program does: all windows draw with one render context.
+        QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+        mApplication = std::make_unique<QApplication>(mArgumentCount, mArguments);
+    }
     void TearDown() override { mApplication.reset(); }
 
     int mArgumentCount = 1;

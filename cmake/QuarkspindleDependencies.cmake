@@ -18,6 +18,13 @@ set_target_properties(xxHash::xxhash PROPERTIES
   IMPORTED_LOCATION "${XXHASH_LIBRARY}"
   INTERFACE_INCLUDE_DIRECTORIES "${XXHASH_INCLUDE_DIR}")
 
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(libelf REQUIRED IMPORTED_TARGET libelf)
+pkg_check_modules(libdw REQUIRED IMPORTED_TARGET libdw)
+pkg_check_modules(libdebuginfod REQUIRED IMPORTED_TARGET libdebuginfod)
+pkg_check_modules(capstone REQUIRED IMPORTED_TARGET capstone)
+find_package(CURL REQUIRED)
+
 # RapidJSON's package names its include directory only; as a system directory it keeps its warnings to itself.
 add_library(RapidJSON::rapidjson INTERFACE IMPORTED)
 target_include_directories(RapidJSON::rapidjson SYSTEM INTERFACE ${RAPIDJSON_INCLUDE_DIRS})

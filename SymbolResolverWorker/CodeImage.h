@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "SymbolResolverWorker/Architecture.h"
+
+namespace Utility
+{
+class Result;
+}
+
+namespace Symbols
+{
+
+/// The instructions of an image, as they are in its file.
+class CodeImage
+{
+public:
+    CodeImage() = default;
+    CodeImage(const CodeImage&) = delete;
+    CodeImage& operator=(const CodeImage&) = delete;
+    virtual ~CodeImage() = default;
+
+    virtual EArchitecture GetArchitecture() const = 0;
+
+    /// The bytes at an offset from the image's base. False when the file does not hold all of them.
+    [[nodiscard]] virtual bool ReadCode(
+        uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const = 0;
+};
+
+}

@@ -1,0 +1,164 @@
+#include "SymbolResolverWorker/ImageIdentity.h"
+
+#include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cstring>
+
+#include "Serialization/Error.h"
+#include "SymbolResolverWorker/ByteRange.h"
+#include "SymbolResolverWorker/ImageFile.h"
+#include "SymbolResolverWorker/PeImage.h"
+#include "Utility/Result.h"
+
+namespace Symbols
+{
+
+namespace
+{
+
+constexpr uint32_t cNoteSegment = 4;
+constexpr uint32_t cBuildIDNote = 3;
+constexpr uint64_t cLargestNotes = 1 << 20;
+
+bool HasElfMagic(const ByteRange& start)
+{
+    uint32_t magic = 0;
+    return start.Read(0, magic) && magic == 0x464C457F;
+}
+
+/// Notes stand in a row, name and content each padded to four bytes:  name size, content size, type, name, content.
+std::span<const std::byte> FindBuildID(const ByteRange& notes)
+{
+    const auto pad = [](uint64_t size) {
+        return (size + 3) & ~uint64_t{3};
+    };
+    uint64_t offset = 0;
+    while (true)
+    {
+        uint32_t nameSize = 0;
+        uint32_t size = 0;
+        uint32_t type = 0;
+        if (!notes.Read(offset, nameSize) || !notes.Read(offset + 4, size) || !notes.Read(offset + 8, type))
+            return {};
+        const auto name = notes.Slice(offset + 12, nameSize);
+        const auto content = notes.Slice(offset + 12 + pad(nameSize), size);
+        if (!name || !content)
+            return {};
+        if (type == cBuildIDNote && nameSize == 4 && std::memcmp(name->GetBytes().data(), "GNU", 4) == 0)
+            return content->GetBytes();
+        offset += 12 + pad(nameSize) + pad(size);
+    }
+}
+
+/// Where the two classes of ELF keep what is needed here.
+struct ElfLayout
+{
+    uint64_t mTableOffset;
+    uint64_t mEntrySize;
+    uint64_t mEntryCount;
+    uint64_t mSegmentOffset;
+    uint64_t mSegmentSize;
+    bool mIs64;
+};
+constexpr ElfLayout cElf32{28, 42, 44, 4, 16, false};
+constexpr ElfLayout cElf64{32, 54, 56, 8, 32, true};
+
+bool ReadOffset(const ImageFile& file, uint64_t at, bool is64, uint64_t& value, Utility::Result& result)
+{
+    if (is64)
+        return file.Read(at, value, result);
+    uint32_t narrow = 0;
+    const bool read = file.Read(at, narrow, result);
+    value = narrow;
+    return read;
+}
+
+bool ReadBuildID(const ImageFile& file, std::vector<std::byte>& buildID, Utility::Result& result)
+{
+    uint8_t elfClass = 0;
+    uint8_t order = 0;
+    if (!file.Read(4, elfClass, result) || !file.Read(5, order, result) ||
+        !result.Check((elfClass == 1 || elfClass == 2) && order == 1, Serialization::InvalidBuffer,
+            "This kind of ELF file is not known: class %d, byte order %d", elfClass, order))
+        return false;
+
+    const ElfLayout& layout = elfClass == 2 ? cElf64 : cElf32;
+    uint64_t table = 0;
+    uint16_t entrySize = 0;
+    uint16_t count = 0;
+    if (!ReadOffset(file, layout.mTableOffset, layout.mIs64, table, result) ||
+        !file.Read(layout.mEntrySize, entrySize, result) || !file.Read(layout.mEntryCount, count, result))
+        return false;
+    std::vector<std::byte> notes;
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t entry = table + i * entrySize;
+        uint32_t type = 0;
+        uint64_t offset = 0;
+        uint64_t size = 0;
+        if (!file.Read(entry, type, result))
+            return false;
+        if (type != cNoteSegment)
+            continue;
+        if (!ReadOffset(file, entry + layout.mSegmentOffset, layout.mIs64, offset, result) ||
+            !ReadOffset(file, entry + layout.mSegmentSize, layout.mIs64, size, result) ||
+            !file.Read(offset, std::min(size, cLargestNotes), notes, result))
+            return false;
+        const auto found = FindBuildID(ByteRange{notes});
+        if (!found.empty())
+        {
+            buildID.assign(found.begin(), found.end());
+            return true;
+        }
+    }
+    return result.Fail(Serialization::Unspecified,
+        "The file has no build-id (the linker's option --build-id makes one), so its symbols can't be told from those "
+        "of another build");
+}
+
+}
+
+Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID)
+{
+    std::array<std::byte, 16> bytes{};
+    std::copy_n(buildID.begin(), std::min(buildID.size(), bytes.size()), bytes.begin());
+    Profiler::SerializableGUID guid;
+    std::memcpy(&guid.Data1, bytes.data(), 8);
+    std::memcpy(&guid.Data2, bytes.data() + 8, 8);
+    return guid;
+}
+
+bool gReadImageKey(const std::string& path, Profiler::PDBKey& key, Utility::Result& result)
+{
+    const auto context = result.PushContext(path);
+    ImageFile file;
+    if (!file.Open(path, result))
+        return false;
+    std::vector<std::byte> start;
+    if (!file.Read(0, std::min<uint64_t>(file.GetSize(), 4), start, result))
+        return false;
+
+    if (HasElfMagic(ByteRange{start}))
+    {
+        std::vector<std::byte> buildID;
+        if (!ReadBuildID(file, buildID, result))
+            return false;
+        key = Profiler::PDBKey::sMake(path, 0, 0, cBuildIDAge, gMakeBuildIDGuid(buildID), path);
+        return true;
+    }
+    if (PeImage::sHasMagic(ByteRange{start}))
+    {
+        PeImage image;
+        if (!image.Open(path, result))
+            return false;
+        if (!image.GetPdb())
+            return result.Fail(Serialization::Unspecified, "The image names no program database");
+        const PdbReference& pdb = *image.GetPdb();
+        key = Profiler::PDBKey::sMake(path, image.GetTimeStamp(), image.GetImageSize(), pdb.mAge, pdb.mGUID, pdb.mName);
+        return true;
+    }
+    return result.Fail(Serialization::InvalidBuffer, "This is neither an ELF file nor a PE image");
+}
+
+}

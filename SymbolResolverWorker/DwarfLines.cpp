@@ -1,6 +1,8 @@
 #include "SymbolResolverWorker/DwarfLines.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 #include <unordered_map>
 
 #include <dwarf.h>
@@ -30,6 +32,14 @@ std::string MakePath(const char* source, const char* directory)
     return std::string{directory} + "/" + source;
 }
 
+/// The library cannot go on without memory, and neither can this process: it ends as it does where `new` finds none.
+[[noreturn]] void EndForMemory()
+{
+    if (const std::new_handler handler = std::get_new_handler())
+        handler();
+    std::abort();
+}
+
 }
 
 DwarfLines::DwarfLines(const ElfFile& file, const ElfFile& code, const JobControl& control)
@@ -37,6 +47,7 @@ DwarfLines::DwarfLines(const ElfFile& file, const ElfFile& code, const JobContro
 {
     if (mDwarf == nullptr)
         return;
+    dwarf_new_oom_handler(mDwarf, &EndForMemory);
     Dwarf_CU* unit = nullptr;
     Dwarf_Die die;
     Dwarf_Die skeleton;

@@ -1,0 +1,6 @@
+#include "Serialization/RTTI/Image.h"
+
+const char* RTTI::gGetImageName()
+{
+    return "SymbolResolverWorker";
+}

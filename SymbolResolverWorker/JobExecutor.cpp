@@ -1,0 +1,165 @@
+#include "SymbolResolverWorker/JobExecutor.h"
+
+#include <algorithm>
+#include <cinttypes>
+
+#include "ProfilerLib/symbols/SymbolModule.h"
+#include "Serialization/Error.h"
+#include "SymbolResolverWorker/CodeImage.h"
+#include "SymbolResolverWorker/Disassembler.h"
+#include "SymbolResolverWorker/JobControl.h"
+#include "SymbolResolverWorker/ModuleSymbols.h"
+#include "Utility/FileSystem.h"
+#include "Utility/Result.h"
+#include "Utility/Trace.h"
+
+namespace Symbols
+{
+
+namespace
+{
+
+using Profiler::ConvertPDBResult;
+using Profiler::EDisassemblyResult;
+using Profiler::EResolveFunctionDataResult;
+using Profiler::EResolveLineDataResult;
+using EOutcome = ModuleSymbols::EOutcome;
+
+/// Of what a function's address and size may claim, this much is shown.
+constexpr uint64_t cMostCode = 1 << 20;
+/// Where the size is not known, this much is looked at.
+constexpr uint64_t cCodeOfUnknownSize = 256;
+
+template <class Job>
+SymbolSearch MakeSearch(const Job& job)
+{
+    return {job.LocalSymbolDirectories, gParseSymbolServerPath(job.SymbolServerPath)};
+}
+
+void LogReason(const Profiler::PDBKey& key, const Utility::Result& result)
+{
+    Utility::gTrace("No symbols for %s: %s", key.ModulePath.c_str(), result.ToString().c_str());
+}
+
+ConvertPDBResult::EResult WriteModule(
+    const Profiler::ConvertPDBJob& job, Profiler::ESymbolSource source, std::vector<Profiler::Symbol>& functions)
+{
+    Profiler::SymbolModule module{job.Key, job.SymbolSettingsHash, source};
+    for (Profiler::Symbol& function : functions)
+        module.AddSymbol(function.Address, function.Size, std::move(function.Name));
+    Utility::Result result;
+    if (module.Save(job.CacheFilePath, result))
+        return ConvertPDBResult::EResult::Success;
+    Utility::gTrace("%s", result.ToString().c_str());
+    return ConvertPDBResult::EResult::FileError;
+}
+
+ConvertPDBResult::EResult Convert(const Profiler::ConvertPDBJob& job, const JobControl& control)
+{
+    Utility::Result result;
+    ModuleSymbols symbols;
+    std::vector<Profiler::Symbol> functions;
+    const EOutcome outcome = symbols.Open(job.Key, MakeSearch(job), control, result);
+    if (outcome == EOutcome::NotFound)
+    {
+        LogReason(job.Key, result);
+        return WriteModule(job, Profiler::ESymbolSource::NotFound, functions);
+    }
+    if (outcome == EOutcome::Found && symbols.GetReader().ReadFunctions(functions, control, result))
+    {
+        Utility::gTrace("%zu functions for %s", functions.size(), job.Key.ModulePath.c_str());
+        return WriteModule(job, Profiler::ESymbolSource::Found, functions);
+    }
+    LogReason(job.Key, result);
+    return control.IsCancelled() ? ConvertPDBResult::EResult::Canceled : ConvertPDBResult::EResult::DIAError;
+}
+
+EDisassemblyResult Disassemble(const Profiler::ResolveFunctionDataJob& job, const CodeImage* image,
+    const JobControl& control, Profiler::FunctionData& data, Utility::Result& result)
+{
+    if (image == nullptr)
+        return EDisassemblyResult::ImageNotFound;
+    if (job.FunctionAddress < job.ModuleBaseAddress)
+        return EDisassemblyResult::InvalidFunction;
+    if (image->GetArchitecture() == EArchitecture::Unknown)
+        return EDisassemblyResult::InvalidArchitecture;
+    const uint64_t size = job.FunctionSize == 0 ? cCodeOfUnknownSize : std::min(job.FunctionSize, cMostCode);
+    std::vector<std::byte> code;
+    if (!image->ReadCode(job.FunctionAddress - job.ModuleBaseAddress, size, code, result))
+        return EDisassemblyResult::ImageCannotBeRead;
+    return gDisassemble(
+               image->GetArchitecture(), code, job.FunctionAddress, data.Instructions, control, result)
+               ? EDisassemblyResult::Success
+               : EDisassemblyResult::DisassemblerError;
+}
+
+void FindSource(
+    const Profiler::ResolveFunctionDataJob& job, SymbolReader& reader, Profiler::FunctionData& data)
+{
+    data.Result = EResolveFunctionDataResult::SourceNotFound;
+    const auto line = reader.FindLine(job.FunctionLineAddress - job.ModuleBaseAddress);
+    if (!line)
+        return;
+    data.SourcePath = line->mPath;
+    data.ResolvedFunctionLine = line->mLine;
+    data.ResolvedCursorLine = reader.FindLineInFile(job.CursorLineAddress - job.ModuleBaseAddress,
+                                        job.FunctionAddress - job.ModuleBaseAddress, line->mPath)
+                                  .value_or(-1);
+    if (FileSystem::gFileExists(line->mPath))
+        data.Result = EResolveFunctionDataResult::SourceFound;
+}
+
+}
+
+std::unique_ptr<ConvertPDBResult> gConvert(const Profiler::ConvertPDBJob& job, const JobControl& control)
+{
+    const ConvertPDBResult::EResult outcome = Convert(job, control);
+    const bool isWritten = outcome == ConvertPDBResult::EResult::Success;
+    return std::make_unique<ConvertPDBResult>(
+        job.Key, isWritten ? job.CacheFilePath : std::string{}, job.SymbolSettingsHash, outcome);
+}
+
+std::unique_ptr<Profiler::FunctionData> gResolveFunctionData(
+    const Profiler::ResolveFunctionDataJob& job, const JobControl& control)
+{
+    auto data = std::make_unique<Profiler::FunctionData>();
+    Utility::Result result;
+    ModuleSymbols symbols;
+    const EOutcome outcome = symbols.Open(job.Key, MakeSearch(job), control, result);
+    if (outcome == EOutcome::Found)
+    {
+        FindSource(job, symbols.GetReader(), *data);
+        data->DisassemblyResult = Disassemble(job, symbols.GetImage(), control, *data, result);
+    }
+    else
+        data->Result = outcome == EOutcome::NotFound ? EResolveFunctionDataResult::PDBNotFound
+                                                     : EResolveFunctionDataResult::PDBCouldNotBeLoaded;
+    data->ErrorMessage = result.ToString();
+    return data;
+}
+
+std::unique_ptr<Profiler::FunctionLineData> gResolveLineData(
+    const Profiler::ResolveLineDataJob& job, const JobControl& control)
+{
+    auto data = std::make_unique<Profiler::FunctionLineData>();
+    Utility::Result result;
+    ModuleSymbols symbols;
+    const EOutcome outcome = symbols.Open(job.Key, MakeSearch(job), control, result);
+    data->Lines.assign(job.AddressesToResolve.size(), -1);
+    if (outcome == EOutcome::Found)
+    {
+        for (std::size_t i = 0; i < data->Lines.size() && !control.ShouldStop(); ++i)
+        {
+            const auto line = symbols.GetReader().FindLine(job.AddressesToResolve[i] - job.ModuleBaseAddress);
+            data->Lines[i] = line ? line->mLine : -1;
+        }
+        data->Result = control.MayGoOn(result) ? EResolveLineDataResult::Success : EResolveLineDataResult::CriticalError;
+    }
+    else
+        data->Result = outcome == EOutcome::NotFound ? EResolveLineDataResult::PDBNotFound
+                                                     : EResolveLineDataResult::PDBCouldNotBeLoaded;
+    data->ErrorMessage = result.ToString();
+    return data;
+}
+
+}

@@ -69,13 +69,12 @@ bool gQueryDebuginfod(std::span<const std::byte> buildID, const std::vector<std:
     debuginfod_set_user_data(client.get(), const_cast<JobControl*>(&control));
     debuginfod_set_progressfn(client.get(), &ReportProgress);
     char* found = nullptr;
-    const int file = debuginfod_find_debuginfo(client.get(), reinterpret_cast<const unsigned char*>(buildID.data()),
-        static_cast<int>(buildID.size()), &found);
+    const int file = debuginfod_find_debuginfo(
+        client.get(), reinterpret_cast<const unsigned char*>(buildID.data()), static_cast<int>(buildID.size()), &found);
     if (!control.MayGoOn(result))
         return false;
     if (file < 0)
-        return result.Fail(
-            Serialization::FileNotFound, "No server has the debug file: %s", std::strerror(-file));
+        return result.Fail(Serialization::FileNotFound, "No server has the debug file: %s", std::strerror(-file));
     close(file);
     path = found;
     std::free(found);

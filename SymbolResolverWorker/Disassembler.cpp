@@ -39,7 +39,7 @@ constexpr Machine GetMachine(EArchitecture architecture)
 class Engine
 {
 public:
-    explicit Engine(EArchitecture architecture)
+    explicit Engine(EArchitecture architecture) : mArchitecture{architecture}
     {
         const Machine machine = GetMachine(architecture);
         mError = cs_open(machine.mArchitecture, machine.mMode, &mHandle);
@@ -69,13 +69,21 @@ public:
         return cs_disasm_iter(mHandle, &code, &size, &address, mInstruction) ? mInstruction : nullptr;
     }
 
-    /// Bytes that are no instruction have the id 0, and no details.
     bool IsCall(const cs_insn& instruction) const
     {
-        return instruction.id != 0 && cs_insn_group(mHandle, &instruction, CS_GRP_CALL);
+        // Bytes that are no instruction have the id 0, and no details.
+        if (instruction.id == 0)
+            return false;
+        // The library has no such group for these processors.
+        if (mArchitecture == EArchitecture::Arm64)
+            return instruction.id == ARM64_INS_BL || instruction.id == ARM64_INS_BLR;
+        if (mArchitecture == EArchitecture::Arm)
+            return instruction.id == ARM_INS_BL || instruction.id == ARM_INS_BLX;
+        return cs_insn_group(mHandle, &instruction, CS_GRP_CALL);
     }
 
 private:
+    const EArchitecture mArchitecture;
     csh mHandle = 0;
     cs_insn* mInstruction = nullptr;
     cs_err mError = CS_ERR_OK;

@@ -18,6 +18,8 @@ public:
     ElfReader(std::unique_ptr<ElfFile> image, std::unique_ptr<ElfFile> debugFile, const JobControl& control);
 
     const ElfFile& GetImage() const { return *mImage; }
+    /// Null when there is none.
+    const ElfFile* GetDebugFile() const { return mDebugFile.get(); }
 
     [[nodiscard]] bool ReadFunctions(
         std::vector<Profiler::Symbol>& functions, const JobControl& control, Utility::Result& result) override;

@@ -1,7 +1,7 @@
 #include "SymbolResolverWorker/HttpDownload.h"
 
-#include <cinttypes>
 #include <chrono>
+#include <cinttypes>
 #include <memory>
 
 #include <curl/curl.h>
@@ -84,8 +84,8 @@ private:
     {
         auto& self = *static_cast<Transfer*>(context);
         self.mSize += static_cast<curl_off_t>(size);
-        const bool isWritten = self.mSize <= cLargestFile &&
-                               self.mFile.Write(std::as_bytes(std::span{data, size}), self.mFileError);
+        const bool isWritten =
+            self.mSize <= cLargestFile && self.mFile.Write(std::as_bytes(std::span{data, size}), self.mFileError);
         return isWritten ? size : 0;
     }
 

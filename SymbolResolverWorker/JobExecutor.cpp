@@ -87,14 +87,12 @@ EDisassemblyResult Disassemble(const Profiler::ResolveFunctionDataJob& job, cons
     std::vector<std::byte> code;
     if (!image->ReadCode(job.FunctionAddress - job.ModuleBaseAddress, size, code, result))
         return EDisassemblyResult::ImageCannotBeRead;
-    return gDisassemble(
-               image->GetArchitecture(), code, job.FunctionAddress, data.Instructions, control, result)
+    return gDisassemble(image->GetArchitecture(), code, job.FunctionAddress, data.Instructions, control, result)
                ? EDisassemblyResult::Success
                : EDisassemblyResult::DisassemblerError;
 }
 
-void FindSource(
-    const Profiler::ResolveFunctionDataJob& job, SymbolReader& reader, Profiler::FunctionData& data)
+void FindSource(const Profiler::ResolveFunctionDataJob& job, SymbolReader& reader, Profiler::FunctionData& data)
 {
     data.Result = EResolveFunctionDataResult::SourceNotFound;
     const auto line = reader.FindLine(job.FunctionLineAddress - job.ModuleBaseAddress);
@@ -102,8 +100,9 @@ void FindSource(
         return;
     data.SourcePath = line->mPath;
     data.ResolvedFunctionLine = line->mLine;
-    data.ResolvedCursorLine = reader.FindLineInFile(job.CursorLineAddress - job.ModuleBaseAddress,
-                                        job.FunctionAddress - job.ModuleBaseAddress, line->mPath)
+    data.ResolvedCursorLine = reader
+                                  .FindLineInFile(job.CursorLineAddress - job.ModuleBaseAddress,
+                                      job.FunctionAddress - job.ModuleBaseAddress, line->mPath)
                                   .value_or(-1);
     if (FileSystem::gFileExists(line->mPath))
         data.Result = EResolveFunctionDataResult::SourceFound;
@@ -153,7 +152,8 @@ std::unique_ptr<Profiler::FunctionLineData> gResolveLineData(
             const auto line = symbols.GetReader().FindLine(job.AddressesToResolve[i] - job.ModuleBaseAddress);
             data->Lines[i] = line ? line->mLine : -1;
         }
-        data->Result = control.MayGoOn(result) ? EResolveLineDataResult::Success : EResolveLineDataResult::CriticalError;
+        data->Result =
+            control.MayGoOn(result) ? EResolveLineDataResult::Success : EResolveLineDataResult::CriticalError;
     }
     else
         data->Result = outcome == EOutcome::NotFound ? EResolveLineDataResult::PDBNotFound

@@ -7,8 +7,8 @@
 #include "ProfilerLib/symbols/FunctionData.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 
-/// What the three kinds of job do. Each call is one whole job, on one thread, and always gives an answer; why there are no
-/// symbols is written to the log, and into the answers that have room for it.
+/// What the three kinds of job do. Each call is one whole job, on one thread, and always gives an answer; why there are
+/// no symbols is written to the log, and into the answers that have room for it.
 namespace Symbols
 {
 

@@ -70,8 +70,8 @@ std::unique_ptr<File> TryOpen(const std::string& path, IsWanted&& isWanted, Util
     return nullptr;
 }
 
-ModuleSymbols::EOutcome ReportMissing(const Profiler::PDBKey& key, const Utility::Result& problems,
-    const JobControl& control, Utility::Result& result)
+ModuleSymbols::EOutcome ReportMissing(
+    const Profiler::PDBKey& key, const Utility::Result& problems, const JobControl& control, Utility::Result& result)
 {
     if (!control.MayGoOn(result))
         return ModuleSymbols::EOutcome::Stopped;
@@ -81,7 +81,8 @@ ModuleSymbols::EOutcome ReportMissing(const Profiler::PDBKey& key, const Utility
         result.FailText(entry.mCode, entry.mMessage);
     }
     result.Fail(Serialization::FileNotFound, "There are no symbols for %s", key.ModulePath.c_str());
-    // Damage may be gone the next time; what is missing, or of another build, is asked for again with new settings only.
+    // Damage may be gone the next time; what is missing, or of another build, is asked for again with new settings
+    // only.
     const bool isDamaged = std::ranges::any_of(problems.GetEntries(),
         [](const Utility::Result::Entry& entry) { return entry.mCode != Serialization::Incompatible; });
     return isDamaged ? ModuleSymbols::EOutcome::Unreadable : ModuleSymbols::EOutcome::NotFound;
@@ -89,15 +90,15 @@ ModuleSymbols::EOutcome ReportMissing(const Profiler::PDBKey& key, const Utility
 
 }
 
-ModuleSymbols::EOutcome ModuleSymbols::Open(const Profiler::PDBKey& key, const SymbolSearch& search,
-    const JobControl& control, Utility::Result& result)
+ModuleSymbols::EOutcome ModuleSymbols::Open(
+    const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result)
 {
     return Utility::gEndsWith(".pdb", key.PDBName, false) ? OpenPdb(key, search, control, result)
                                                           : OpenElf(key, search, control, result);
 }
 
-ModuleSymbols::EOutcome ModuleSymbols::OpenElf(const Profiler::PDBKey& key, const SymbolSearch& search,
-    const JobControl& control, Utility::Result& result)
+ModuleSymbols::EOutcome ModuleSymbols::OpenElf(
+    const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result)
 {
     const auto isWanted = [&key](const ElfFile& file) {
         return key.PDBAge == cBuildIDAge && gMakeBuildIDGuid(file.GetBuildID()) == key.PDBGUID;
@@ -121,8 +122,8 @@ ModuleSymbols::EOutcome ModuleSymbols::OpenElf(const Profiler::PDBKey& key, cons
     return EOutcome::Found;
 }
 
-ModuleSymbols::EOutcome ModuleSymbols::OpenPdb(const Profiler::PDBKey& key, const SymbolSearch& search,
-    const JobControl& control, Utility::Result& result)
+ModuleSymbols::EOutcome ModuleSymbols::OpenPdb(
+    const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result)
 {
     const auto isWanted = [&key](const PdbReader& reader) {
         return reader.GetFile().GetGUID() == key.PDBGUID && reader.GetFile().GetAge() == key.PDBAge;

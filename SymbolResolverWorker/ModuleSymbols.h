@@ -31,18 +31,18 @@ public:
     };
 
     /// Other than `Found` with the reason in `result`. `control` must outlive this.
-    [[nodiscard]] EOutcome Open(const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control,
-        Utility::Result& result);
+    [[nodiscard]] EOutcome Open(
+        const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result);
 
     SymbolReader& GetReader() { return *mReader; }
     /// Null when the image is not there.
     const CodeImage* GetImage() const { return mImage; }
 
 private:
-    EOutcome OpenElf(const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control,
-        Utility::Result& result);
-    EOutcome OpenPdb(const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control,
-        Utility::Result& result);
+    EOutcome OpenElf(
+        const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result);
+    EOutcome OpenPdb(
+        const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result);
     void FindPeImage(const Profiler::PDBKey& key, const SymbolSearch& search);
 
     std::unique_ptr<SymbolReader> mReader;

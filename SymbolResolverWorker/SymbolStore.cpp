@@ -45,8 +45,8 @@ std::string gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServe
     const std::string name = gEscapeForURL(FileSystem::gGetFileName(key.PDBName));
     for (const SymbolServer& server : servers)
     {
-        const std::string cached = FileSystem::gCombinePath(
-            server.IsOnNetwork() ? server.mCacheDirectory : server.mLocation, place);
+        const std::string cached =
+            FileSystem::gCombinePath(server.IsOnNetwork() ? server.mCacheDirectory : server.mLocation, place);
         if (FileSystem::gFileExists(cached))
             return cached;
         if (!server.IsOnNetwork())
@@ -78,7 +78,8 @@ std::unique_ptr<ElfFile> gFetchDebugFile(
         return nullptr;
     Utility::Result result;
     std::string path;
-    if (gQueryDebuginfod(buildID, locations, FileSystem::gCombinePath(cacheDirectory, "debuginfod"), path, control, result))
+    if (gQueryDebuginfod(
+            buildID, locations, FileSystem::gCombinePath(cacheDirectory, "debuginfod"), path, control, result))
         return gOpenDebugFile(path, image);
     Utility::gTrace("%s", result.ToString().c_str());
     return nullptr;

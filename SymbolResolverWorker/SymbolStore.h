@@ -23,8 +23,7 @@ std::string gMakeStorePath(const Profiler::PDBKey& key);
 
 /// Asks each server in turn for a program database, and gives the path of a copy on this machine; empty when none has
 /// it. What came over the network is kept in the server's cache folder, in the same layout.
-std::string gFetchPdb(
-    const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers, const JobControl& control);
+std::string gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers, const JobControl& control);
 
 /// Asks the servers on the network, as those of debug files, for that of an image; null when none has it.
 std::unique_ptr<ElfFile> gFetchDebugFile(

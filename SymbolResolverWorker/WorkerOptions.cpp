@@ -30,8 +30,7 @@ bool WorkerOptions::Parse(std::span<const char* const> arguments, Utility::Resul
             mReportsCrashes = false;
             continue;
         }
-        if (name != "--serverAddress" && name != "--serverPort" && name != "--dataDirectory" &&
-            name != "--logFilePath")
+        if (name != "--serverAddress" && name != "--serverPort" && name != "--dataDirectory" && name != "--logFilePath")
             return result.Fail(Serialization::Unspecified, "%s is not known here", arguments[i]);
         if (++i == arguments.size())
             return result.Fail(Serialization::Unspecified, "%s needs a value", arguments[i - 1]);

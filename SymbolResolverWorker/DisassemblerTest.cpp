@@ -23,8 +23,7 @@ protected:
     {
         Utility::Result result;
         std::vector<Profiler::AsmInstruction> instructions;
-        EXPECT_TRUE(gDisassemble(
-            architecture, std::as_bytes(std::span{code}), 0x1000, instructions, mControl, result))
+        EXPECT_TRUE(gDisassemble(architecture, std::as_bytes(std::span{code}), 0x1000, instructions, mControl, result))
             << result.ToString();
         return instructions;
     }

@@ -50,9 +50,9 @@ std::vector<std::string> GetNames(const std::vector<Profiler::Symbol>& functions
 TEST_F(ElfReaderTest, FunctionsAreThoseThatReadelfSees)
 {
     // The last one is this program, which has a symbol table.
-    for (const std::string& path : {std::string{"/lib/x86_64-linux-gnu/libc.so.6"},
-             std::string{"/lib/x86_64-linux-gnu/libstdc++.so.6"}, std::string{"/lib/x86_64-linux-gnu/libm.so.6"},
-             cThisProgram})
+    for (const std::string& path :
+        {std::string{"/lib/x86_64-linux-gnu/libc.so.6"}, std::string{"/lib/x86_64-linux-gnu/libstdc++.so.6"},
+            std::string{"/lib/x86_64-linux-gnu/libm.so.6"}, cThisProgram})
     {
         const auto reader = Open(path);
         const ElfFile* debugFile = reader->GetDebugFile();
@@ -140,8 +140,8 @@ TEST_F(ElfReaderTest, WhatIsStrippedIsFoundByItsUnwindTable)
         EXPECT_EQ(stripped[i].Address, whole[i].Address);
         EXPECT_EQ(stripped[i].Size, whole[i].Size);
     }
-    EXPECT_EQ(stripped[1].Name,
-        Utility::gFormat("[unnamed at 0x%llx]", static_cast<unsigned long long>(whole[1].Address)));
+    EXPECT_EQ(
+        stripped[1].Name, Utility::gFormat("[unnamed at 0x%llx]", static_cast<unsigned long long>(whole[1].Address)));
 }
 
 /// What is lost from the image comes back from its debug file, wherever that lies.
@@ -257,13 +257,14 @@ TEST_F(ElfReaderTest, LinesAreThoseThatAddr2lineSees)
             // "?" and 0 stand for code that has no line, which is none here.
             const bool hasLine = !line.ends_with(":?") && !line.ends_with(":0");
             if (hasLine == found.has_value() &&
-                (!hasLine || FileSystem::gNormalizePath(line) == FileSystem::gNormalizePath(found->mPath) + ":" + std::to_string(found->mLine)))
+                (!hasLine || FileSystem::gNormalizePath(line) ==
+                                 FileSystem::gNormalizePath(found->mPath) + ":" + std::to_string(found->mLine)))
                 continue;
             ++numDifferent;
             differences += line + " and " + (found ? found->mPath + ":" + std::to_string(found->mLine) : "none") + "\n";
         }
-        // addr2line takes a header's line for one of the source file where a file is listed twice: seen with one address
-        // in a thousand.
+        // addr2line takes a header's line for one of the source file where a file is listed twice: seen with one
+        // address in a thousand.
         EXPECT_LE(numDifferent, 3u) << differences;
         RecordProperty("different lines", static_cast<int>(numDifferent));
     }

@@ -119,8 +119,8 @@ TEST_F(PdbReaderTest, FunctionsAreThoseThatPdbutilSees)
             file = match[1];
         const std::regex entry{R"( +(\d+) ([0-9A-F]{8}) !)"};
         for (std::sregex_iterator i{line.begin(), line.end(), entry}, end; i != end; ++i, ++numLines)
-            EXPECT_EQ(mReader.FindLine(0x1000 + std::stoull((*i)[2], nullptr, 16)),
-                (SourceLine{file, std::stoi((*i)[1])}))
+            EXPECT_EQ(
+                mReader.FindLine(0x1000 + std::stoull((*i)[2], nullptr, 16)), (SourceLine{file, std::stoi((*i)[1])}))
                 << line;
     }
     EXPECT_GT(numLines, 1500u);

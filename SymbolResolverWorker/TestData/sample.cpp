@@ -13,10 +13,7 @@ struct Box
 {
     int mValue;
 
-    __attribute__((noinline)) int Open() const
-    {
-        return Work(mValue);
-    }
+    __attribute__((noinline)) int Open() const { return Work(mValue); }
 };
 
 template <class T>

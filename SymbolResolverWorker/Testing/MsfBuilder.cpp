@@ -66,9 +66,11 @@ std::string MsfBuilder::Build() const
         AppendNumber(map, firstOfDirectory + i);
     const std::size_t mapBlock = append(map);
 
-    std::string start{"Microsoft C/C++ MSF 7.00\r\n\x1A" "DS\0\0\0", 32};
-    for (const std::size_t number :
-        {std::size_t{cBlockSize}, std::size_t{1}, blocks.size() / cBlockSize, directory.size(), std::size_t{0}, mapBlock})
+    std::string start{"Microsoft C/C++ MSF 7.00\r\n\x1A"
+                      "DS\0\0\0",
+        32};
+    for (const std::size_t number : {std::size_t{cBlockSize}, std::size_t{1}, blocks.size() / cBlockSize,
+             directory.size(), std::size_t{0}, mapBlock})
         AppendNumber(start, number);
     return blocks.replace(0, start.size(), start);
 }

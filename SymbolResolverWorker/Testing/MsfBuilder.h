@@ -7,8 +7,8 @@
 namespace Symbols::Testing
 {
 
-/// The container of a program database, made anew from its streams: so that one can be damaged on purpose. Blocks are as
-/// small as they may be, which keeps the files small too.
+/// The container of a program database, made anew from its streams: so that one can be damaged on purpose. Blocks are
+/// as small as they may be, which keeps the files small too.
 class MsfBuilder
 {
 public:

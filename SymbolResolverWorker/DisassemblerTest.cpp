@@ -86,11 +86,19 @@ TEST_F(DisassemblerTest, InstructionsBeginWhereObjdumpSeesThem)
             std::vector<std::byte> code;
             std::vector<Profiler::AsmInstruction> instructions;
             const Profiler::Symbol& function = functions[i];
+            if (function.Size == 0)
+                continue;
             ASSERT_TRUE(reader->GetImage().ReadCode(function.Address, function.Size, code, result)) << function.Name;
             ASSERT_TRUE(gDisassemble(EArchitecture::X64, code, function.Address, instructions, mControl, result));
             std::set<uint64_t> found;
+            // objdump shows "wait" and what follows as one: fstsw, say.
+            bool isBehindWait = false;
             for (const Profiler::AsmInstruction& instruction : instructions)
-                found.insert(instruction.Address);
+            {
+                if (!isBehindWait)
+                    found.insert(instruction.Address);
+                isBehindWait = instruction.Mnemonic == "wait";
+            }
             numInstructions += found.size();
             if (found != ReadInstructionAddresses(path, function.Address, function.Address + function.Size))
                 differences.insert(function.Name);

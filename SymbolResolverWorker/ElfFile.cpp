@@ -38,8 +38,8 @@ bool ElfFile::Open(const std::string& path, Utility::Result& result)
     elf_version(EV_CURRENT);
     if (!mFile.Open(path, result))
         return false;
-    // Takes the bytes as they are and, opened for reading, leaves them so.
-    mElf = elf_memory(const_cast<char*>(reinterpret_cast<const char*>(GetBytes().data())), GetBytes().size());
+    // The library writes to section headers there when it unpacks a section.
+    mElf = elf_memory(reinterpret_cast<char*>(mFile.GetBytes().data()), mFile.GetBytes().size());
     GElf_Ehdr header;
     if (mElf == nullptr || elf_kind(mElf) != ELF_K_ELF || gelf_getehdr(mElf, &header) == nullptr)
         return result.Fail(Serialization::InvalidBuffer, "The ELF file cannot be read: %s", GetLibraryError());

@@ -113,7 +113,7 @@ public:
                 return;
             const Candidate& candidate = mCandidates[i];
             functions.push_back(
-                {candidate.mAddress - mImage.GetBase(), candidate.mSize, gMakeReadable(candidate.mName)});
+                {candidate.mAddress - mImage.GetBase(), candidate.mSize, gMakeReadable(gCutVersion(candidate.mName))});
         }
     }
 

@@ -1,7 +1,6 @@
 #include "SymbolResolverWorker/FunctionName.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <cxxabi.h>
@@ -21,18 +20,22 @@ struct Free
 
 }
 
-std::string gMakeReadable(const char* linkerName)
+std::string gMakeReadable(std::string_view linkerName)
 {
-    std::string name{linkerName, strnlen(linkerName, cLongestName)};
-    // A name that starts with it has no version.
-    if (const std::size_t version = name.find('@'); version != std::string::npos && version != 0)
-        name.resize(version);
+    std::string name{linkerName.substr(0, cLongestName)};
     // What is no function's name would be read as a type: "f" as "float".
     if (name.compare(0, 2, "_Z") != 0)
         return name;
     int status = 0;
     const std::unique_ptr<char, Free> readable{abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status)};
     return readable == nullptr ? name : readable.get();
+}
+
+std::string_view gCutVersion(std::string_view linkerName)
+{
+    // A name that starts with it has no version.
+    const std::size_t version = linkerName.find('@', 1);
+    return linkerName.substr(0, version);
 }
 
 }

@@ -12,8 +12,8 @@ class Result;
 namespace Symbols
 {
 
-/// A whole regular file as memory that can only be read. Whoever shortens the file meanwhile ends the process: this is
-/// for the worker alone, which may die. One thread.
+/// A whole regular file as memory. What is written there stays there and never reaches the file. Whoever shortens the
+/// file meanwhile ends the process: this is for the worker alone, which may die. One thread.
 class MappedFile
 {
 public:
@@ -24,10 +24,11 @@ public:
 
     [[nodiscard]] bool Open(const std::string& path, Utility::Result& result);
 
+    std::span<std::byte> GetBytes() { return mBytes; }
     std::span<const std::byte> GetBytes() const { return mBytes; }
 
 private:
-    std::span<const std::byte> mBytes;
+    std::span<std::byte> mBytes;
 };
 
 }

@@ -16,7 +16,7 @@ namespace Symbols
 MappedFile::~MappedFile()
 {
     if (!mBytes.empty())
-        munmap(const_cast<std::byte*>(mBytes.data()), mBytes.size());
+        munmap(mBytes.data(), mBytes.size());
 }
 
 bool MappedFile::Open(const std::string& path, Utility::Result& result)
@@ -35,10 +35,10 @@ bool MappedFile::Open(const std::string& path, Utility::Result& result)
     if (status.st_size == 0)
         return result.Fail(Serialization::InvalidBuffer, "The file is empty");
     const auto size = static_cast<std::size_t>(status.st_size);
-    void* memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.Get(), 0);
+    void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_NORESERVE, file.Get(), 0);
     if (memory == MAP_FAILED)
         return fail(FileSystem::EFileOperation::Read, errno);
-    mBytes = {static_cast<const std::byte*>(memory), size};
+    mBytes = {static_cast<std::byte*>(memory), size};
     return true;
 }
 

@@ -146,7 +146,7 @@ private:
         // The linker leaves the records of code that it dropped, in no section.
         const auto address = mFile.FindAddress(section, offset);
         if (address && !name.empty())
-            mCandidates.push_back({{*address, size, gMakeReadable(name.data())}, rank});
+            mCandidates.push_back({{*address, size, gMakeReadable(name)}, rank});
     }
 
     const PdbFile& mFile;

@@ -35,9 +35,9 @@ class PaintedControl final : public ListeningControl
 {
 public:
     PaintedControl(std::string name, const Renderer::Rectangle& rect, Log& log, const Renderer::Colour& colour)
-        : ListeningControl(std::move(name), rect, log), mColour(colour)
-    {
-    }
+        : ListeningControl(std::move(name), rect, log),
+          mColour(colour)
+    {}
 
     void Update(double deltaSeconds) override
     {
@@ -99,15 +99,12 @@ protected:
         mHost->SetInitialiseCallback([this] { MakeContent(); });
     }
 
-    ~ControlHostWidgetGuiTest() override
-    {
-        delete mHost;
-    }
+    ~ControlHostWidgetGuiTest() override { delete mHost; }
 
     void MakeContent()
     {
-        auto content = std::make_unique<PaintedControl>(
-            "content", Renderer::Rectangle{}, mLog, Renderer::Colour{0, 0, 1, 1});
+        auto content =
+            std::make_unique<PaintedControl>("content", Renderer::Rectangle{}, mLog, Renderer::Colour{0, 0, 1, 1});
         mContent = content.get();
         mPanel = mContent->AddChild(std::make_unique<PaintedControl>(
             "panel", Renderer::Rectangle{100, 50, 50, 50}, mLog, Renderer::Colour{1, 0, 0, 1}));
@@ -256,8 +253,8 @@ TEST_F(ControlHostWidgetGuiTest, OnlyAnUnusedWheelGoesOnToTheParent)
 {
     Show();
     const auto turn = [this](QPoint angle, Qt::KeyboardModifiers modifiers) {
-        QWheelEvent event(cOnPanel, mHost->mapToGlobal(cOnPanel), {}, angle, Qt::NoButton, modifiers, Qt::NoScrollPhase,
-            false);
+        QWheelEvent event(
+            cOnPanel, mHost->mapToGlobal(cOnPanel), {}, angle, Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
         // Only an event of the window system goes on to parents.
         QSpontaneKeyEvent::setSpontaneous(&event);
         qApp->notify(mHost, &event);
@@ -282,7 +279,8 @@ TEST_F(ControlHostWidgetGuiTest, OnlyAnUnusedKeyGoesOnToTheParent)
         QApplication::sendEvent(mHost, &event);
         return Take();
     };
-    EXPECT_THAT(send(QEvent::KeyPress, Qt::Key_QuoteLeft, Qt::ControlModifier), ElementsAre("panel key", "content key"));
+    EXPECT_THAT(
+        send(QEvent::KeyPress, Qt::Key_QuoteLeft, Qt::ControlModifier), ElementsAre("panel key", "content key"));
     EXPECT_EQ(mPanel->mLastKey.key, Input::EKeyCode::Grave);
     EXPECT_EQ(mPanel->mLastKey.modifiers, Modifier::cControl);
     EXPECT_TRUE(mPanel->mLastKey.accepted);
@@ -415,8 +413,8 @@ TEST_F(ControlHostWidgetGuiTest, TwoWidgetsDrawWithOneRenderContext)
     second->SetRenderContext(&mContext);
     second->setFixedSize(50, 50);
     second->SetInitialiseCallback([&] {
-        second->SetContent(std::make_unique<PaintedControl>(
-            "second", Renderer::Rectangle{}, log, Renderer::Colour{0, 1, 0, 1}));
+        second->SetContent(
+            std::make_unique<PaintedControl>("second", Renderer::Rectangle{}, log, Renderer::Colour{0, 1, 0, 1}));
     });
     mWindow.layout()->addWidget(second);
     ASSERT_TRUE(QTest::qWaitFor([&] { return second->IsInitialised(); }));

@@ -18,7 +18,9 @@ class ListeningControl : public Control
 {
 public:
     ListeningControl(std::string name, const Renderer::Rectangle& rect, Log& log)
-        : Control(nullptr), mName(std::move(name)), mLog(log)
+        : Control(nullptr),
+          mName(std::move(name)),
+          mLog(log)
     {
         SetRect(rect);
     }
@@ -46,8 +48,8 @@ public:
     {
         if (mTooltip.empty())
             return {};
-        return Utility::gFormat("%s at %g,%g", mTooltip.c_str(), static_cast<double>(position.mX),
-            static_cast<double>(position.mY));
+        return Utility::gFormat(
+            "%s at %g,%g", mTooltip.c_str(), static_cast<double>(position.mX), static_cast<double>(position.mY));
     }
 
     bool mHandles = false;

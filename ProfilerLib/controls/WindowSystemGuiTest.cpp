@@ -45,8 +45,7 @@ TEST(QtCursorGuiTest, EveryCursorHasItsShape)
         int mCursor;
         Qt::CursorShape mShape;
         QPoint mHotSpot;
-    } rows[] = {
-        {0, Qt::ArrowCursor, {}}, {1, Qt::ArrowCursor, {}}, {2, Qt::WaitCursor, {}}, {3, Qt::SizeVerCursor, {}},
+    } rows[] = {{0, Qt::ArrowCursor, {}}, {1, Qt::ArrowCursor, {}}, {2, Qt::WaitCursor, {}}, {3, Qt::SizeVerCursor, {}},
         {4, Qt::SizeHorCursor, {}}, {5, Qt::SizeAllCursor, {}}, {6, Qt::BusyCursor, {}}, {7, Qt::OpenHandCursor, {}},
         {8, Qt::ClosedHandCursor, {}}, {9, Qt::BitmapCursor, {10, 10}}, {10, Qt::BitmapCursor, {7, 7}},
         {11, Qt::BitmapCursor, {9, 7}}, {12, Qt::BlankCursor, {}}, {13, Qt::ArrowCursor, {}},

@@ -76,7 +76,7 @@ std::map<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const 
             continue;
         ToolFunction& function = functions[std::stoull(address, nullptr, 16)];
         function.mSize = std::max<uint64_t>(function.mSize, std::stoull(size, nullptr, 0));
-        function.mNames.push_back(gMakeReadable(name.c_str()));
+        function.mNames.push_back(gMakeReadable(gCutVersion(name)));
     }
     return functions;
 }

@@ -21,12 +21,12 @@ namespace
 constexpr float cLastTexel = static_cast<float>(FontRenderer::cPageSize - 1);
 
 /// The lowest row of a glyph comes first in the atlas, so the top of the quad takes the high end.
-void AppendGlyph(Geometry& geometry, const GlyphInstance& glyph, Vector2 topLeft, float layer, const Colour& colour)
+void AppendGlyph(Geometry& geometry, const GlyphInstance& glyph, Vector2 topLeft, Vector2 bottomRight, float layer,
+    const Colour& colour)
 {
     const auto first = static_cast<std::uint32_t>(geometry.GetVertexCount());
     const float width = static_cast<float>(glyph.mWidth);
     const float height = static_cast<float>(glyph.mHeight);
-    const Vector2 bottomRight{topLeft.mX + width, topLeft.mY + height};
     const std::array positions{layer, topLeft.mX, topLeft.mY, layer, bottomRight.mX, topLeft.mY, layer, topLeft.mX,
         bottomRight.mY, layer, bottomRight.mX, bottomRight.mY};
     std::ranges::copy(positions, geometry.Extend(EVertexKind::Position, 4));
@@ -70,7 +70,8 @@ void FontRenderer::Initialise()
 }
 
 float FontRenderer::DrawText(Font& font, TextTarget& target, std::string_view text, const Vector2& position,
-    float layer, std::int32_t size, const Colour& colour, const TextClip& clip, bool keepsFirstBearing)
+    float layer, std::int32_t size, const Colour& colour, const TextClip& clip, bool keepsFirstBearing,
+    float pixelRatio)
 {
     float pen = position.mX;
     bool isFirst = !keepsFirstBearing;
@@ -83,14 +84,15 @@ float FontRenderer::DrawText(Font& font, TextTarget& target, std::string_view te
         const bool isThere = Prepare(glyph);
         if (isFirst)
         {
-            pen = position.mX - glyph.mLeftOffset;
+            pen = position.mX - glyph.mLeftOffset / pixelRatio;
             isFirst = false;
         }
-        const Vector2 topLeft{pen + glyph.mLeftOffset, position.mY + glyph.mTopOffset};
-        pen += glyph.mAdvance;
-        const float right = topLeft.mX + static_cast<float>(glyph.mWidth);
+        const Vector2 topLeft{pen + glyph.mLeftOffset / pixelRatio, position.mY + glyph.mTopOffset / pixelRatio};
+        const Vector2 bottomRight{topLeft.mX + static_cast<float>(glyph.mWidth) / pixelRatio,
+            topLeft.mY + static_cast<float>(glyph.mHeight) / pixelRatio};
+        pen += glyph.mAdvance / pixelRatio;
         // A position that is no number is inside nothing.
-        const bool isInside = topLeft.mX >= clip.mMinX && clip.mMaxX >= right;
+        const bool isInside = topLeft.mX >= clip.mMinX && clip.mMaxX >= bottomRight.mX;
         if (!isThere || !isInside)
         {
             continue;
@@ -100,7 +102,7 @@ float FontRenderer::DrawText(Font& font, TextTarget& target, std::string_view te
             page = glyph.mPage;
             geometry = &target.GetGeometry(page);
         }
-        AppendGlyph(*geometry, glyph, topLeft, layer, colour);
+        AppendGlyph(*geometry, glyph, topLeft, bottomRight, layer, colour);
     }
     return pen;
 }

@@ -61,10 +61,12 @@ public:
     void Initialise();
 
     /// Draws a line of UTF-8 text with the top of its cell at `position`; `layer` is its depth. The ink of the first
-    /// glyph begins exactly at `position.mX`, unless `keepsFirstBearing`. `size` is the height of the line in pixels.
-    /// Returns where the pen is behind the text.
+    /// glyph begins exactly at `position.mX`, unless `keepsFirstBearing`. `size` is the height of the line in pixels
+    /// of the screen, and all else is in those of the surface, of which each is `pixelRatio` of the former. Returns
+    /// where the pen is behind the text.
     float DrawText(Font& font, TextTarget& target, std::string_view text, const Vector2& position, float layer,
-        std::int32_t size, const Colour& colour, const TextClip& clip = {}, bool keepsFirstBearing = false);
+        std::int32_t size, const Colour& colour, const TextClip& clip = {}, bool keepsFirstBearing = false,
+        float pixelRatio = 1.0f);
 
     std::uint32_t GetNumPages() const { return static_cast<std::uint32_t>(mPages.size()); }
     const Texture& GetPage(std::uint32_t page) const { return *mPages[page]; }

@@ -245,5 +245,7 @@ TEST(ScissorTest, ClipRectanglesBecomePixelsFromTheLowerLeftCorner)
         }
     }
     EXPECT_TRUE(gGetScissor({5, 5, -9, 12}, 480)->IsEmpty());
+    EXPECT_EQ(gGetScissor({10, 20, 30, 40}, 480, 1.5f), (ScissorBox{15, 628, 46, 61}));
+    EXPECT_EQ(gGetScissor({0, 0, -1, -1}, 480, 1.5f), std::nullopt);
 }
 }

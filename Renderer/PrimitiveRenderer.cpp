@@ -93,10 +93,11 @@ Material& PrimitiveRenderer::GetFontMaterial(std::uint32_t page)
     return *mFontMaterials[page];
 }
 
-void PrimitiveRenderer::SetViewportSize(std::int32_t width, std::int32_t height)
+void PrimitiveRenderer::SetViewportSize(std::int32_t width, std::int32_t height, float pixelRatio)
 {
     mCamera.Set(0.0f, static_cast<float>(width), 0.0f, static_cast<float>(height), 0.0f, 1000.0f);
     mViewportHeight = height;
+    mPixelRatio = pixelRatio;
 }
 
 void PrimitiveRenderer::BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin)
@@ -222,13 +223,13 @@ float PrimitiveRenderer::DrawText(const Vector2& position, float size, const Col
     };
     assert(text.size() < std::numeric_limits<std::uint32_t>::max() / 4);
     Target target(*this, layer, text.size());
-    return mFontRenderer.DrawText(
-        *mFont, target, text, position, static_cast<float>(layer), ToPixels(size), colour, clip, keepsFirstBearing);
+    return mFontRenderer.DrawText(*mFont, target, text, position, static_cast<float>(layer),
+        ToPixels(size * mPixelRatio), colour, clip, keepsFirstBearing, mPixelRatio);
 }
 
 float PrimitiveRenderer::MeasureText(std::string_view text, float size)
 {
-    return mFont->MeasureText(text, ToPixels(size));
+    return mFont->MeasureText(text, ToPixels(size * mPixelRatio)) / mPixelRatio;
 }
 
 Font& PrimitiveRenderer::SetFont(std::string_view name, std::uint8_t styleFlags)
@@ -254,7 +255,8 @@ void PrimitiveRenderer::Flush()
 
 void PrimitiveRenderer::Draw(const Batch& batch)
 {
-    const std::optional<ScissorBox> scissor = gGetScissor(batch.mKey.mList->GetClipRect(), mViewportHeight);
+    const std::optional<ScissorBox> scissor =
+        gGetScissor(batch.mKey.mList->GetClipRect(), mViewportHeight, mPixelRatio);
     if (!batch.mKey.mMaterial->CanDraw() || (scissor && scissor->IsEmpty()))
     {
         return;

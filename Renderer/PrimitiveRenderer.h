@@ -37,8 +37,9 @@ public:
     PrimitiveRenderer(const PrimitiveRenderer&) = delete;
     PrimitiveRenderer& operator=(const PrimitiveRenderer&) = delete;
 
-    /// In pixels. Needed once before the first flush.
-    void SetViewportSize(std::int32_t width, std::int32_t height);
+    /// In pixels of the surface, in which all is drawn, each of which is `pixelRatio` pixels of the screen wide and
+    /// high: clipping and text are made for those. Needed once before the first flush.
+    void SetViewportSize(std::int32_t width, std::int32_t height, float pixelRatio = 1.0f);
     /// Makes a list current for what is drawn next. The clip rectangle is one of the surface; see gGetScissor. `origin`
     /// is added to every point.
     void BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin);
@@ -98,6 +99,7 @@ private:
     std::vector<Material*> mFontMaterials;
     OrthoRenderCamera mCamera;
     std::int32_t mViewportHeight = 0;
+    float mPixelRatio = 1.0f;
     PrimitiveList* mCurrentList = nullptr;
     /// Those that know this renderer.
     std::vector<PrimitiveList*> mLists;

@@ -15,14 +15,15 @@ std::int32_t Truncate(float value)
 }
 }
 
-std::optional<ScissorBox> gGetScissor(const Rectangle& clip, std::int32_t surfaceHeight)
+std::optional<ScissorBox> gGetScissor(const Rectangle& clip, std::int32_t surfaceHeight, float pixelRatio)
 {
     const Rectangle grown{clip.mX, clip.mY, clip.mWidth + 1.0f, clip.mHeight + 1.0f};
     if (grown == Rectangle{})
     {
         return std::nullopt;
     }
-    return ScissorBox{Truncate(grown.mX), Truncate(static_cast<float>(surfaceHeight) - (grown.mY + grown.mHeight)),
-        std::max(Truncate(grown.mWidth), 0), std::max(Truncate(grown.mHeight), 0)};
+    const float low = static_cast<float>(surfaceHeight) - (grown.mY + grown.mHeight);
+    return ScissorBox{Truncate(grown.mX * pixelRatio), Truncate(low * pixelRatio),
+        std::max(Truncate(grown.mWidth * pixelRatio), 0), std::max(Truncate(grown.mHeight * pixelRatio), 0)};
 }
 }

@@ -21,6 +21,8 @@ struct ScissorBox
 
 /// The pixels that a clip rectangle, counted from the upper left corner, leaves on a surface of that height. Its width
 /// and height are made larger by 1, so that one without a size still has a pixel; smaller ones have none. Nothing
-/// stands for no clipping, which a rectangle at 0, 0 with a width and height of -1 asks for.
-[[nodiscard]] std::optional<ScissorBox> gGetScissor(const Rectangle& clip, std::int32_t surfaceHeight);
+/// stands for no clipping, which a rectangle at 0, 0 with a width and height of -1 asks for. `pixelRatio` is how many
+/// pixels of the screen, which the result is in, make one of the surface, which all else is in.
+[[nodiscard]] std::optional<ScissorBox> gGetScissor(
+    const Rectangle& clip, std::int32_t surfaceHeight, float pixelRatio = 1.0f);
 }

@@ -177,6 +177,30 @@ TEST_F(TextGuiTest, WhatIsTooLargeForTheGPUOrTheAtlasIsDrawnOtherwiseOrNotAtAll)
     EXPECT_FLOAT_EQ(pen, font.MeasureText("W", Font::cLargestSize));
 }
 
+TEST_F(TextGuiTest, AScaledSurfaceHasTheTextOfTheScreensPixels)
+{
+    const auto draw = [this](float ratio) {
+        PrimitiveRenderer renderer{mContext, 1.0f, &mContext.GetFonts().GetFont("DejaVu Sans", 0)};
+        const auto side = static_cast<std::int32_t>(64 / ratio);
+        renderer.SetViewportSize(side, side, ratio);
+        PrimitiveList list{100};
+        mContext.BeginFrame();
+        mContext.Clear({1, 1, 1, 1});
+        // The last letter reaches behind the border of the clip rectangle.
+        renderer.BeginList(list, {0, 0, 47 / ratio, 64 / ratio}, {4 / ratio, 4 / ratio});
+        const float pen = list.DrawText({0, 0}, 24 / ratio, {0, 0, 0, 1}, "aWg", 5);
+        const float bearing = renderer.GetFont().GetGlyphInstance('a', 24).mLeftOffset;
+        EXPECT_FLOAT_EQ(pen * ratio, renderer.MeasureText("aWg", 24 / ratio) * ratio - bearing);
+        renderer.Flush();
+        mContext.EndFrame();
+        return mGL->Read();
+    };
+    const QImage plain = draw(1.0f);
+    const QImage doubled = draw(2.0f);
+    EXPECT_EQ(doubled.copy(0, 0, 48, 64), plain.copy(0, 0, 48, 64));
+    EXPECT_EQ(doubled.pixelColor(60, 20), QColor(255, 255, 255));
+}
+
 TEST_F(TextGuiTest, TextIsDrawnAgainWhenAllContextsWereLost)
 {
     const auto draw = [this] {

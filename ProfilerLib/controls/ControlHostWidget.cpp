@@ -114,7 +114,7 @@ void ControlHostWidget::Layout(int width, int height)
         return;
     mRoot->SetRect({0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height)});
     mRoot->OnLayout();
-    mRenderer->SetViewportSize(width, height);
+    mRenderer->SetViewportSize(width, height, static_cast<float>(devicePixelRatioF()));
 }
 
 void ControlHostWidget::Render(double deltaSeconds)
@@ -171,7 +171,11 @@ bool ControlHostWidget::event(QEvent* event)
 {
     if (event->type() == QEvent::Move && mRoot != nullptr)
         mRoot->SetScreenOrigin(GetScreenOrigin());
-    return OpenGLWidgetBase::event(event);
+    const bool isTaken = OpenGLWidgetBase::event(event);
+    // Another screen may have other pixels, and the widget keeps its size.
+    if (event->type() == QEvent::ScreenChangeInternal)
+        Layout(width(), height());
+    return isTaken;
 }
 
 void ControlHostWidget::mousePressEvent(QMouseEvent* event)

@@ -424,6 +424,24 @@ TEST_F(ControlHostWidgetGuiTest, TwoWidgetsDrawWithOneRenderContext)
     EXPECT_EQ(GetPixel(120, 60), QColor(255, 0, 0));
 }
 
+TEST_F(ControlHostWidgetGuiTest, OnAScaledDesktopEverythingIsInItsPlace)
+{
+    // The scale is settled once in a process.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto draw = [this] {
+        Show();
+        const QImage image = mHost->grabFramebuffer();
+        std::string colours;
+        for (const QPoint pixel :
+            {QPoint(148, 80), QPoint(151, 76), QPoint(223, 148), QPoint(226, 148), QPoint(448, 298), QPoint(2, 2)})
+            colours += image.pixelColor(pixel).name().toStdString() + " ";
+        std::fprintf(stderr, "[%d %d %s]", image.width(), image.height(), colours.c_str());
+        std::_Exit(0);
+    };
+    const ScopedVariable scale("QT_SCALE_FACTOR", "1.5");
+    EXPECT_EXIT(draw(), testing::ExitedWithCode(0), "\\[450 300 #0000ff #ff0000 #ff0000 #0000ff #0000ff #0000ff \\]");
+}
+
 /// Shows the window where OpenGL does not start, uses it, and says what is on it.
 class ControlHostWidgetFailureGuiTest : public ControlHostWidgetGuiTest
 {

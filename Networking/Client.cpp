@@ -59,8 +59,8 @@ bool Client::SendAll(std::span<const std::byte> bytes)
 
 void Client::Disconnect()
 {
-    // The socket stays open until the object ends: other threads may be about to use it.
     mIsConnected = false;
+    mSocket.Shutdown();
     mDisconnected.Set();
 }
 

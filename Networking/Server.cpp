@@ -19,6 +19,8 @@ using Clock = std::chrono::steady_clock;
 constexpr auto cConnectionWait = 2500ms;
 /// What was taken before `Stop` may still go out; a peer that does not read must not hold that up.
 constexpr auto cLastSendWait = 250ms;
+/// What a peer had sent when it ended; one that goes on sending must not hold up the end.
+constexpr std::size_t cMostAfterStop = 16 << 20;
 /// Until the next try when the system has nothing to listen or to accept with.
 constexpr auto cRetryPause = 100ms;
 
@@ -140,6 +142,7 @@ void Server::RunReceiving()
         else
             AcceptPeer();
     }
+    ReceiveRest();
     Disconnect();
     mListener.Close();
     mPort = 0;
@@ -203,7 +206,23 @@ bool Server::ReceiveMessages()
             mReceiveWakeUp.Reset();
         return true;
     }
-    mReader.Commit(*count);
+    return TakeMessages(*count);
+}
+
+void Server::ReceiveRest()
+{
+    for (std::size_t received = 0; mClient.IsValid() && received < cMostAfterStop;)
+    {
+        const std::optional<std::size_t> count = mClient.Receive(mReader.GetSpace());
+        if (!count || *count == 0 || !TakeMessages(*count))
+            return;
+        received += *count;
+    }
+}
+
+bool Server::TakeMessages(std::size_t count)
+{
+    mReader.Commit(count);
     while (const std::optional<Frame> frame = mReader.Next())
         Dispatch(*frame);
     if (mReader.IsBroken())

@@ -43,8 +43,8 @@ public:
     /// False when it cannot listen; nothing is left open then. Does nothing when it runs already.
     [[nodiscard]] bool Start() EXCLUDES(mRunLock);
 
-    /// Sends what has been taken so far, for a quarter of a second at most, lets go of the peer and of waiting senders
-    /// and ends the threads. A handler must not call it, nor hold up a thread that does.
+    /// Tells what has arrived, sends what has been taken so far, for a quarter of a second at most, lets go of the peer
+    /// and of waiting senders and ends the threads. A handler must not call it, nor hold up a thread that does.
     void Stop() EXCLUDES(mRunLock);
 
     /// Only a connection from that process is accepted; others are closed at once. `cAnyProcess` at first. With
@@ -76,6 +76,8 @@ private:
     void Listen();
     void AcceptPeer();
     bool ReceiveMessages();
+    void ReceiveRest();
+    bool TakeMessages(std::size_t count);
     void Dispatch(const Frame& frame) EXCLUDES(mHandlersLock);
     void Connect(Socket client);
     void Disconnect();

@@ -32,6 +32,8 @@ public:
 
     bool IsValid() const { return mDescriptor >= 0; }
     void Close();
+    /// Ends the connection for both ends; the object stays as it is, for threads that are about to use it.
+    void Shutdown() const;
 
     /// The number of bytes that have been moved, 0 when none can be without waiting. Empty when the connection is over:
     /// the peer has gone, or it broke.

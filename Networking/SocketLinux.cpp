@@ -84,6 +84,11 @@ void Socket::Close()
         close(std::exchange(mDescriptor, -1));
 }
 
+void Socket::Shutdown() const
+{
+    shutdown(mDescriptor, SHUT_RDWR);
+}
+
 Socket Socket::sListen()
 {
     Socket socket{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};

@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 /// What a worker gets to answer a cancellation that somebody waits for.
-constexpr auto cCancelPatience = 5s;
+constexpr auto cCancelPatience = 3s;
 constexpr auto cKillPause = 100ms;
 constexpr int cMostTries = 2;
 
@@ -148,7 +148,6 @@ void SymbolResolver::Give(JobRecord& record, SymbolResolverWorker& worker)
 
 void SymbolResolver::OnWorkerAvailable(SymbolResolverWorker& worker)
 {
-    const System::MutexLock lock{mLock};
     if (mPendingJobs.empty())
     {
         mIdleWorkers.push_back(&worker);
@@ -288,14 +287,17 @@ void SymbolResolver::EndJob(uint32_t handle, EEnd end)
         if (worker != nullptr)
             mStates[worker->GetIndex()].mJob = nullptr;
         mJobs.erase(handle);
+        if (worker != nullptr && !isRestart)
+            OnWorkerAvailable(*worker);
         mJobsChanged.NotifyAll();
     }
-    if (worker == nullptr)
-        return;
-    if (isRestart)
-        worker->Shutdown([this, worker] { OnWorkerAvailable(*worker); });
-    else
-        OnWorkerAvailable(*worker);
+    if (worker != nullptr && isRestart)
+    {
+        worker->Shutdown([this, worker] {
+            const System::MutexLock lock{mLock};
+            OnWorkerAvailable(*worker);
+        });
+    }
 }
 
 void SymbolResolver::TellEnd(const JobRecord& record, EEnd end)

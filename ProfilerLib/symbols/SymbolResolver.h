@@ -80,7 +80,7 @@ public:
     /// Ends queued jobs at once; their callbacks have returned when this does. Running ones are asked to end.
     void Cancel(const std::vector<uint32_t>& handles) EXCLUDES(mLock);
 
-    /// Returns when none of the jobs is there any more. With `cancelFirst` it cancels them, and after five seconds it
+    /// Returns when none of the jobs is there any more. With `cancelFirst` it cancels them, and after three seconds it
     /// ends the workers that have not answered.
     void CancelAndWait(const std::vector<uint32_t>& handles, bool cancelFirst) EXCLUDES(mLock);
 
@@ -131,7 +131,7 @@ private:
     void TellEnd(const JobRecord& record, EEnd end) EXCLUDES(mLock);
     void TellFailure(const JobRecord& record) EXCLUDES(mLock);
     void OnWorkerLost(uint32_t handle) EXCLUDES(mLock);
-    void OnWorkerAvailable(SymbolResolverWorker& worker) EXCLUDES(mLock);
+    void OnWorkerAvailable(SymbolResolverWorker& worker) REQUIRES(mLock);
     void KillUnresponsive(const std::vector<uint32_t>& handles) REQUIRES(mLock);
     bool AreGone(const std::vector<uint32_t>& handles) const REQUIRES(mLock);
     std::vector<uint32_t> GetAllHandles() const EXCLUDES(mLock);

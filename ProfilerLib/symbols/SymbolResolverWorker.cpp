@@ -197,6 +197,8 @@ template <class T, class Take>
 EventSubscription SymbolResolverWorker::SubscribeTo(ERemoteMessage id, Take take)
 {
     return mServer.Subscribe(static_cast<uint8_t>(id), [this, id, take](Utility::InputMemoryStream& stream) {
+        if (mDistrustedRun == mRun)
+            return;
         Utility::Result result;
         if (std::unique_ptr<T> object = ReadObject<T>(mRegistry, stream, result))
             take(std::move(object));
@@ -225,6 +227,7 @@ void SymbolResolverWorker::OnUnreadable(ERemoteMessage id, const Utility::Result
 {
     Utility::gTrace("Symbol resolver worker %u sent a message %u that cannot be read, and is ended: %s", mIndex,
         static_cast<unsigned>(id), result.ToString().c_str());
+    mDistrustedRun = mRun;
     mProcess.Kill();
 }
 

@@ -130,6 +130,8 @@ private:
     std::atomic<bool> mCrashReportsEnabled = true;
     /// Counted up before each start, when no thread of the run before is left: relaxed would do.
     std::atomic<uint32_t> mRun = 0;
+    /// It has sent what cannot be read: nothing more of it is heard. Of the server's receiving thread.
+    uint32_t mDistrustedRun = 0;
 
     Networking::Server mServer;
     System::Process mProcess;

@@ -229,11 +229,12 @@ TEST_F(ZoomScrollBarTest, EachGripMovesItsPart)
         {"trough", 20, quarter, None, 250, 750},
         {"right edge of the end handle", 345.5f, quarter, None, 250, 750},
     };
+    std::vector<ZoomScrollBarControl::EDragMode> modes;
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.mWhat);
         SetRange(250, 750);
-        std::vector<ZoomScrollBarControl::EDragMode> modes;
+        modes.clear();
         const auto note = [&](ZoomScrollBarControl*, ZoomScrollBarControl::EDragMode mode) {
             modes.push_back(mode);
         };

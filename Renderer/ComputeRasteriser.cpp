@@ -43,6 +43,9 @@ enum EOutlineMember : std::size_t
 constexpr const char* cOutlineMembers[] = {"OutlineData.mSize", "OutlineData.mMinimum",
     "OutlineData.mNumSortedOutlines", "OutlineData.mSortedOutlinesP1", "OutlineData.mSortedOutlinesP2"};
 
+/// Texels that one group of the shader makes, side by side.
+constexpr std::uint32_t cGroupWidth = 8;
+
 /// Between elements of an array, in the layout std140.
 constexpr std::size_t cArrayStride = 16;
 
@@ -126,7 +129,7 @@ void ComputeRasteriser::Rasterise(const GlyphInstance& instance, const Texture& 
     glUseProgram(mProgram.mHandle);
     BindGlyph(instance);
     BindOutline(*instance.mOutline);
-    glDispatchCompute(instance.mWidth, instance.mHeight, 1);
+    glDispatchCompute((instance.mWidth + cGroupWidth - 1) / cGroupWidth, instance.mHeight, 1);
     // The masks are fetched when the frame is flushed; another glyph may be written beside them from the CPU.
     glMemoryBarrier(GL_TEXTURE_FETCH_BARRIER_BIT | GL_TEXTURE_UPDATE_BARRIER_BIT);
     glUseProgram(0);

@@ -37,13 +37,22 @@ std::uint64_t Font::sMakeKey(std::uint32_t codePoint, std::int32_t size)
     return std::uint64_t{codePoint} << 32 | static_cast<std::uint32_t>(std::clamp(size, 1, cLargestSize));
 }
 
-GlyphInstance& Font::GetGlyphInstance(std::uint32_t codePoint, std::int32_t size)
+GlyphInstance& Font::FindOrAddInstance(std::uint32_t codePoint, std::int32_t size)
 {
     std::unique_ptr<GlyphInstance>& instance = mGlyphInstances[sMakeKey(codePoint, size)];
-    if (instance == nullptr) [[unlikely]]
+    if (instance == nullptr)
     {
         instance = std::make_unique<GlyphInstance>(
             GetGlyphOutline(codePoint), mAscent, mDescent, std::clamp(size, 1, cLargestSize));
+    }
+    if (codePoint < cASCIICount)
+    {
+        if (size != mASCIISize)
+        {
+            mASCIISize = size;
+            mASCIIGlyphs = &mASCIIBySize[size];
+        }
+        (*mASCIIGlyphs)[codePoint] = instance.get();
     }
     return *instance;
 }

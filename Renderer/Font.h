@@ -4,6 +4,7 @@
 #include "Renderer/GlyphOutline.h"
 #include "Renderer/OutlineSource.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -39,7 +40,17 @@ public:
 
     const GlyphOutline& GetGlyphOutline(std::uint32_t codePoint);
     /// The reference stays valid until the font ends.
-    GlyphInstance& GetGlyphInstance(std::uint32_t codePoint, std::int32_t size);
+    GlyphInstance& GetGlyphInstance(std::uint32_t codePoint, std::int32_t size)
+    {
+        if (codePoint < cASCIICount && size == mASCIISize) [[likely]]
+        {
+            if (GlyphInstance* const instance = (*mASCIIGlyphs)[codePoint]) [[likely]]
+            {
+                return *instance;
+            }
+        }
+        return FindOrAddInstance(codePoint, size);
+    }
     /// Null when nobody has asked for it yet.
     GlyphInstance* FindGlyphInstance(std::uint32_t codePoint, std::int32_t size);
 
@@ -62,7 +73,11 @@ public:
     void ForgetPlaces();
 
 private:
+    static constexpr std::uint32_t cASCIICount = 128;
+    using ASCIIGlyphs = std::array<GlyphInstance*, cASCIICount>;
+
     static std::uint64_t sMakeKey(std::uint32_t codePoint, std::int32_t size);
+    GlyphInstance& FindOrAddInstance(std::uint32_t codePoint, std::int32_t size);
 
     std::int32_t ElideTail(std::string_view text, std::int32_t size, float available, std::string& result,
         float& resultWidth, float ellipsisWidth);
@@ -76,5 +91,10 @@ private:
     /// By code point in the high half and size in the low half.
     std::unordered_map<std::uint64_t, std::unique_ptr<GlyphInstance>> mGlyphInstances;
     std::unordered_map<std::uint32_t, std::unique_ptr<GlyphOutline>> mGlyphOutlines;
+    /// By size, the glyphs that nearly all texts are made of, as far as they were asked for: no hashing in between.
+    std::unordered_map<std::int32_t, ASCIIGlyphs> mASCIIBySize;
+    /// The size that was asked for last, and its glyphs.
+    std::int32_t mASCIISize = 0;
+    ASCIIGlyphs* mASCIIGlyphs = &mASCIIBySize[mASCIISize];
 };
 }

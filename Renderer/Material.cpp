@@ -46,6 +46,14 @@ void Material::SetMatrix(const Matrix4& value, std::string_view name)
     Store(mMatrices, mProgram, value, name);
 }
 
+void Material::SetMatrix(const Matrix4& value, std::int32_t location)
+{
+    if (location >= 0)
+    {
+        mMatrices.insert_or_assign(location, value);
+    }
+}
+
 void Material::SetSampler(const Sampler& sampler, std::string_view name)
 {
     Store(mTextures, mProgram, sampler, name);

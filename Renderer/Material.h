@@ -27,6 +27,8 @@ public:
     void SetVector3(const Vector3& value, std::string_view name);
     void SetVector4(const std::array<float, 4>& value, std::string_view name);
     void SetMatrix(const Matrix4& value, std::string_view name);
+    /// The same for a location of the program; -1 is one that it does not use.
+    void SetMatrix(const Matrix4& value, std::int32_t location);
     void SetSampler(const Sampler& sampler, std::string_view name);
 
     /// Whether the program is there to be used.

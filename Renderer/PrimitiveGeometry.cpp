@@ -1,7 +1,6 @@
 #include "Renderer/PrimitiveGeometry.h"
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace Renderer
@@ -11,31 +10,6 @@ namespace
 /// How far a miter may lean: below it, or nearly straight, the sine counts as this much.
 constexpr float gMinimumSine = 0.01f;
 
-// All of it goes straight to where it stays: copying small arrays from the stack in larger pieces than they were
-// written in makes the processor wait for its own stores.
-
-template <std::size_t count>
-void AppendPositions(Geometry& geometry, float layer, const std::array<Vector2, count>& corners)
-{
-    float* value = geometry.Extend(EVertexKind::Position, count);
-    for (const Vector2& corner : corners)
-    {
-        *value++ = layer;
-        *value++ = corner.mX;
-        *value++ = corner.mY;
-    }
-}
-
-template <std::size_t count>
-void AppendColours(Geometry& geometry, const Colour& colour)
-{
-    float* value = geometry.Extend(EVertexKind::Colour, count);
-    for (std::size_t i = 0; i < count; ++i, value += 4)
-    {
-        std::memcpy(value, &colour, sizeof(colour));
-    }
-}
-
 void AppendCoordinates(Geometry& geometry, EVertexKind kind, const Quad& coordinates)
 {
     float* value = geometry.Extend(kind, coordinates.size());
@@ -44,18 +18,6 @@ void AppendCoordinates(Geometry& geometry, EVertexKind kind, const Quad& coordin
         *value++ = coordinate.mX;
         *value++ = coordinate.mY;
     }
-}
-
-void AppendQuadIndices(Geometry& geometry)
-{
-    const auto base = static_cast<std::uint32_t>(geometry.GetVertexCount());
-    std::uint32_t* const indices = geometry.ExtendIndices(6);
-    indices[0] = base + 2;
-    indices[1] = base + 1;
-    indices[2] = base;
-    indices[3] = base + 1;
-    indices[4] = base + 2;
-    indices[5] = base + 3;
 }
 
 /// A vector of length 1, or nothing when it has no direction or is not finite.
@@ -126,13 +88,6 @@ Vector2 gGetMiter(const Vector2& before, const Vector2& joint, const Vector2& af
     return middle * (width * 0.5f / sine);
 }
 
-void gAppendQuad(Geometry& geometry, float layer, const Quad& corners, const Colour& colour)
-{
-    AppendQuadIndices(geometry);
-    AppendPositions(geometry, layer, corners);
-    AppendColours<4>(geometry, colour);
-}
-
 void gAppendQuad(Geometry& geometry, float layer, const Quad& corners, const Quad& coordinates, const Colour& colour)
 {
     gAppendQuad(geometry, layer, corners, colour);
@@ -153,8 +108,7 @@ void gAppendTriangle(Geometry& geometry, float layer, const std::array<Vector2, 
     indices[0] = base;
     indices[1] = base + 1;
     indices[2] = base + 2;
-    AppendPositions(geometry, layer, corners);
-    AppendColours<3>(geometry, colour);
+    gAppendVertices(geometry, layer, corners, colour);
 }
 
 void gAppendShadowQuad(Geometry& geometry, float layer, const Quad& corners, float width, const Colour& colour)

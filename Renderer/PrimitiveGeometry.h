@@ -4,6 +4,9 @@
 #include "Renderer/Vectors.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 
@@ -42,6 +45,9 @@ std::array<Line, 4> gMakeFrame(const Vector2& p0, const Vector2& p1, float thick
 /// `before` to `after`. A line that folds back has its point cut off at 50 widths.
 [[nodiscard]] Vector2 gGetMiter(const Vector2& before, const Vector2& joint, const Vector2& after, float width);
 
+/// Positions and colours, without triangles.
+template <std::size_t count>
+void gAppendVertices(Geometry& geometry, float layer, const std::array<Vector2, count>& corners, const Colour& colour);
 /// Four vertices of one colour and two triangles.
 void gAppendQuad(Geometry& geometry, float layer, const Quad& corners, const Colour& colour);
 /// The same with first coordinates (mask 13), or with both (mask 29).
@@ -56,4 +62,37 @@ void gAppendShadowQuad(Geometry& geometry, float layer, const Quad& corners, flo
 /// point.
 void gAppendPolyline(Geometry& geometry, float layer, std::span<const Vector2> points, const Vector2& origin,
     float width, bool isClosed, const Colour& colour);
+
+// Rectangles are what a chart is made of, so this much is inline. All of it goes straight to where it stays: copying
+// small arrays from the stack in larger pieces than they were written in makes the processor wait for its own stores.
+
+template <std::size_t count>
+void gAppendVertices(Geometry& geometry, float layer, const std::array<Vector2, count>& corners, const Colour& colour)
+{
+    float* position = geometry.Extend(EVertexKind::Position, count);
+    for (const Vector2& corner : corners)
+    {
+        *position++ = layer;
+        *position++ = corner.mX;
+        *position++ = corner.mY;
+    }
+    float* value = geometry.Extend(EVertexKind::Colour, count);
+    for (std::size_t i = 0; i < count; ++i, value += 4)
+    {
+        std::memcpy(value, &colour, sizeof(colour));
+    }
+}
+
+inline void gAppendQuad(Geometry& geometry, float layer, const Quad& corners, const Colour& colour)
+{
+    const auto base = static_cast<std::uint32_t>(geometry.GetVertexCount());
+    std::uint32_t* const indices = geometry.ExtendIndices(6);
+    indices[0] = base + 2;
+    indices[1] = base + 1;
+    indices[2] = base;
+    indices[3] = base + 1;
+    indices[4] = base + 2;
+    indices[5] = base + 3;
+    gAppendVertices(geometry, layer, corners, colour);
+}
 }

@@ -20,65 +20,60 @@ PrimitiveRenderer& PrimitiveList::GetRenderer() const
     return *mRenderer;
 }
 
-void PrimitiveList::FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::FillRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer)
 {
     GetRenderer().FillRect(p0 + mOrigin, p1 + mOrigin, colour, layer);
 }
 
-void PrimitiveList::FrameRect(
-    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::FrameRect(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer)
 {
     GetRenderer().FrameRect(p0 + mOrigin, p1 + mOrigin, thickness, colour, layer);
 }
 
-void PrimitiveList::BorderedRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& fillColour,
-    const Colour& borderColour, std::uint32_t borderLayer, std::uint32_t fillLayer)
+void PrimitiveList::BorderedRect(Vector2 p0, Vector2 p1, float thickness, Colour fillColour, Colour borderColour,
+    std::uint32_t borderLayer, std::uint32_t fillLayer)
 {
     GetRenderer().FrameRect(p0 + mOrigin, p1 + mOrigin, thickness, borderColour, borderLayer);
     const Vector2 inset{thickness, thickness};
     GetRenderer().FillRect(p0 + mOrigin + inset, p1 + mOrigin - inset, fillColour, fillLayer);
 }
 
-void PrimitiveList::DrawLine(
-    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::DrawLine(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer)
 {
     GetRenderer().DrawLine(p0 + mOrigin, p1 + mOrigin, thickness, colour, layer);
 }
 
-void PrimitiveList::FillTriangle(
-    const Vector2& p0, const Vector2& p1, const Vector2& p2, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::FillTriangle(Vector2 p0, Vector2 p1, Vector2 p2, Colour colour, std::uint32_t layer)
 {
     GetRenderer().FillTriangle({p0 + mOrigin, p1 + mOrigin, p2 + mOrigin}, colour, layer);
 }
 
-void PrimitiveList::DrawShadowLine(
-    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::DrawShadowLine(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer)
 {
     GetRenderer().DrawShadowLine(p0 + mOrigin, p1 + mOrigin, width, colour, layer);
 }
 
 void PrimitiveList::DrawPolyline(
-    std::span<const Vector2> points, float width, const Colour& colour, bool isClosed, std::uint32_t layer)
+    std::span<const Vector2> points, float width, Colour colour, bool isClosed, std::uint32_t layer)
 {
     GetRenderer().DrawPolyline(points, mOrigin, width, colour, isClosed, layer);
 }
 
-void PrimitiveList::DrawShadowRect(
-    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::DrawShadowRect(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer)
 {
     const Vector2 inset{width * 0.5f, width * 0.5f};
     const Quad corners = gMakeRectangle(p0 + inset, p1 - inset);
     DrawPolyline(std::array{corners[0], corners[1], corners[3], corners[2]}, width, colour, true, layer);
 }
 
-void PrimitiveList::DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength,
-    float dashOffset, const Colour& colour, std::uint32_t layer)
+void PrimitiveList::DrawDashedLine(
+    Vector2 p0, Vector2 p1, float thickness, float dashLength, float dashOffset, Colour colour, std::uint32_t layer)
 {
     GetRenderer().DrawDashedLine(p0 + mOrigin, p1 + mOrigin, thickness, dashLength, dashOffset, colour, layer);
 }
 
-float PrimitiveList::DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
-    std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing)
+float PrimitiveList::DrawText(Vector2 position, float size, Colour colour, std::string_view text, std::uint32_t layer,
+    const TextClip& clip, bool keepsFirstBearing)
 {
     const auto shift = [this](float border) {
         return border == TextClip::cNoMinimum ? border : border + mOrigin.mX;
@@ -88,9 +83,9 @@ float PrimitiveList::DrawText(const Vector2& position, float size, const Colour&
     return pen - mOrigin.mX;
 }
 
-void PrimitiveList::DrawFramedText(const Vector2& position, float size, float padding, float borderThickness,
-    std::string_view text, const Colour& fillColour, const Colour& borderColour, const Colour& textColour,
-    std::uint32_t borderLayer, std::uint32_t textLayer)
+void PrimitiveList::DrawFramedText(Vector2 position, float size, float padding, float borderThickness,
+    std::string_view text, Colour fillColour, Colour borderColour, Colour textColour, std::uint32_t borderLayer,
+    std::uint32_t textLayer)
 {
     const Vector2 extent{GetRenderer().MeasureText(text, size) + 2 * padding, size + 2 * padding};
     BorderedRect(position, position + extent, borderThickness, fillColour, borderColour, borderLayer, borderLayer);

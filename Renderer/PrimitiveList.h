@@ -30,38 +30,35 @@ public:
 
     /// From the upper left corner p0 to the lower right one p1; the other way round it has its back to the viewer and
     /// is not seen. The same holds for the other rectangles.
-    void FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
+    void FillRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer);
     /// Four lines inside the rectangle.
-    void FrameRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
-    void BorderedRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& fillColour,
-        const Colour& borderColour, std::uint32_t borderLayer, std::uint32_t fillLayer);
+    void FrameRect(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer);
+    void BorderedRect(Vector2 p0, Vector2 p1, float thickness, Colour fillColour, Colour borderColour,
+        std::uint32_t borderLayer, std::uint32_t fillLayer);
     /// Square ends at p0 and p1. Without a length it leaves nothing, like all lines.
-    void DrawLine(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
+    void DrawLine(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer);
     /// Corners counter-clockwise as they are seen.
-    void FillTriangle(
-        const Vector2& p0, const Vector2& p1, const Vector2& p2, const Colour& colour, std::uint32_t layer);
+    void FillTriangle(Vector2 p0, Vector2 p1, Vector2 p2, Colour colour, std::uint32_t layer);
     /// A line whose sides fade out inside its width, and whose ends do not.
-    void DrawShadowLine(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
+    void DrawShadowLine(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer);
     /// The same through several points, joined in miters. A closed one returns to its first point.
-    void DrawPolyline(
-        std::span<const Vector2> points, float width, const Colour& colour, bool isClosed, std::uint32_t layer);
+    void DrawPolyline(std::span<const Vector2> points, float width, Colour colour, bool isClosed, std::uint32_t layer);
     /// A closed polyline inside the rectangle.
-    void DrawShadowRect(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
+    void DrawShadowRect(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer);
     /// Dashes and gaps have the same length, rounded to whole pixels and at least 1; the first dash has lost
     /// `dashOffset` pixels of it. Each length costs a material that stays, so they should come from a small set.
-    void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
-        const Colour& colour, std::uint32_t layer);
+    void DrawDashedLine(Vector2 p0, Vector2 p1, float thickness, float dashLength, float dashOffset, Colour colour,
+        std::uint32_t layer);
 
     /// A line of UTF-8 text of that height, with the upper left corner of its cell at `position`; the ink of its first
     /// glyph begins exactly there unless `keepsFirstBearing`. The borders of `clip` count from the left of the control,
     /// except that -1 stays what it is. Returns where the pen is behind the text.
-    float DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
-        std::uint32_t layer, const TextClip& clip = {}, bool keepsFirstBearing = false);
+    float DrawText(Vector2 position, float size, Colour colour, std::string_view text, std::uint32_t layer,
+        const TextClip& clip = {}, bool keepsFirstBearing = false);
     /// A text on a bordered rectangle that is larger by the padding on each side, with its upper left corner at
     /// `position`.
-    void DrawFramedText(const Vector2& position, float size, float padding, float borderThickness,
-        std::string_view text, const Colour& fillColour, const Colour& borderColour, const Colour& textColour,
-        std::uint32_t borderLayer, std::uint32_t textLayer);
+    void DrawFramedText(Vector2 position, float size, float padding, float borderThickness, std::string_view text,
+        Colour fillColour, Colour borderColour, Colour textColour, std::uint32_t borderLayer, std::uint32_t textLayer);
 
     const Rectangle& GetClipRect() const { return mClipRect; }
     const Vector2& GetOrigin() const { return mOrigin; }

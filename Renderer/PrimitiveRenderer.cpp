@@ -100,7 +100,7 @@ void PrimitiveRenderer::SetViewportSize(std::int32_t width, std::int32_t height,
     mPixelRatio = pixelRatio;
 }
 
-void PrimitiveRenderer::BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin)
+void PrimitiveRenderer::BeginList(PrimitiveList& list, const Rectangle& clip, Vector2 origin)
 {
     if (list.mRenderer != this)
     {
@@ -135,14 +135,13 @@ Geometry& PrimitiveRenderer::GetBatch(
         mCurrentList->GetVertexBudget());
 }
 
-void PrimitiveRenderer::FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::FillRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer)
 {
     gAppendQuad(GetBatch(mSolidMaterial, layer, gColouredVertices, 4), static_cast<float>(layer),
         gMakeRectangle(p0, p1), colour);
 }
 
-void PrimitiveRenderer::FrameRect(
-    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::FrameRect(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer)
 {
     for (const Line& line : gMakeFrame(p0, p1, thickness))
     {
@@ -150,8 +149,7 @@ void PrimitiveRenderer::FrameRect(
     }
 }
 
-void PrimitiveRenderer::DrawLine(
-    const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::DrawLine(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer)
 {
     if (const std::optional<Quad> corners = gMakeLine(p0, p1, thickness))
     {
@@ -159,20 +157,19 @@ void PrimitiveRenderer::DrawLine(
     }
 }
 
-void PrimitiveRenderer::FillTriangle(const std::array<Vector2, 3>& corners, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::FillTriangle(const std::array<Vector2, 3>& corners, Colour colour, std::uint32_t layer)
 {
     gAppendTriangle(GetBatch(mSolidMaterial, layer, gColouredVertices, 3), static_cast<float>(layer), corners, colour);
 }
 
-void PrimitiveRenderer::FillHatchedRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::FillHatchedRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer)
 {
     const Quad corners = gMakeRectangle(p0, p1);
     gAppendQuad(
         GetBatch(mHatchMaterial, layer, gTexturedVertices, 4), static_cast<float>(layer), corners, corners, colour);
 }
 
-void PrimitiveRenderer::DrawShadowLine(
-    const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::DrawShadowLine(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer)
 {
     if (const std::optional<Quad> corners = gMakeLine(p0, p1, width))
     {
@@ -181,8 +178,8 @@ void PrimitiveRenderer::DrawShadowLine(
     }
 }
 
-void PrimitiveRenderer::DrawPolyline(std::span<const Vector2> points, const Vector2& origin, float width,
-    const Colour& colour, bool isClosed, std::uint32_t layer)
+void PrimitiveRenderer::DrawPolyline(
+    std::span<const Vector2> points, Vector2 origin, float width, Colour colour, bool isClosed, std::uint32_t layer)
 {
     assert(points.size() < std::numeric_limits<std::uint32_t>::max() / 4);
     const auto vertexCount = static_cast<std::uint32_t>(points.size() * 4);
@@ -190,8 +187,8 @@ void PrimitiveRenderer::DrawPolyline(std::span<const Vector2> points, const Vect
         points, origin, width, isClosed, colour);
 }
 
-void PrimitiveRenderer::DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength,
-    float dashOffset, const Colour& colour, std::uint32_t layer)
+void PrimitiveRenderer::DrawDashedLine(
+    Vector2 p0, Vector2 p1, float thickness, float dashLength, float dashOffset, Colour colour, std::uint32_t layer)
 {
     if (const std::optional<Quad> corners = gMakeLine(p0, p1, thickness))
     {
@@ -200,7 +197,7 @@ void PrimitiveRenderer::DrawDashedLine(const Vector2& p0, const Vector2& p1, flo
     }
 }
 
-float PrimitiveRenderer::DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
+float PrimitiveRenderer::DrawText(Vector2 position, float size, Colour colour, std::string_view text,
     std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing)
 {
     struct Target final : TextTarget

@@ -42,27 +42,27 @@ public:
     void SetViewportSize(std::int32_t width, std::int32_t height, float pixelRatio = 1.0f);
     /// Makes a list current for what is drawn next. The clip rectangle is one of the surface; see gGetScissor. `origin`
     /// is added to every point.
-    void BeginList(PrimitiveList& list, const Rectangle& clip, const Vector2& origin);
+    void BeginList(PrimitiveList& list, const Rectangle& clip, Vector2 origin);
     bool IsCurrent(const PrimitiveList& list) const { return mCurrentList == &list; }
     /// Forgets a list and what it drew since the last flush.
     void RemoveList(PrimitiveList& list);
 
-    void FillRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
-    void FrameRect(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
-    void DrawLine(const Vector2& p0, const Vector2& p1, float thickness, const Colour& colour, std::uint32_t layer);
-    void FillTriangle(const std::array<Vector2, 3>& corners, const Colour& colour, std::uint32_t layer);
+    void FillRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer);
+    void FrameRect(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer);
+    void DrawLine(Vector2 p0, Vector2 p1, float thickness, Colour colour, std::uint32_t layer);
+    void FillTriangle(const std::array<Vector2, 3>& corners, Colour colour, std::uint32_t layer);
     /// Diagonal stripes that are fixed to the surface, so that they go on from one rectangle to the next.
-    void FillHatchedRect(const Vector2& p0, const Vector2& p1, const Colour& colour, std::uint32_t layer);
-    void DrawShadowLine(const Vector2& p0, const Vector2& p1, float width, const Colour& colour, std::uint32_t layer);
-    void DrawPolyline(std::span<const Vector2> points, const Vector2& origin, float width, const Colour& colour,
-        bool isClosed, std::uint32_t layer);
-    void DrawDashedLine(const Vector2& p0, const Vector2& p1, float thickness, float dashLength, float dashOffset,
-        const Colour& colour, std::uint32_t layer);
+    void FillHatchedRect(Vector2 p0, Vector2 p1, Colour colour, std::uint32_t layer);
+    void DrawShadowLine(Vector2 p0, Vector2 p1, float width, Colour colour, std::uint32_t layer);
+    void DrawPolyline(std::span<const Vector2> points, Vector2 origin, float width, Colour colour, bool isClosed,
+        std::uint32_t layer);
+    void DrawDashedLine(Vector2 p0, Vector2 p1, float thickness, float dashLength, float dashOffset, Colour colour,
+        std::uint32_t layer);
 
     /// A line of UTF-8 text with its upper left corner at `position`; see FontRenderer::DrawText. Returns where the pen
     /// is behind it.
-    float DrawText(const Vector2& position, float size, const Colour& colour, std::string_view text,
-        std::uint32_t layer, const TextClip& clip, bool keepsFirstBearing);
+    float DrawText(Vector2 position, float size, Colour colour, std::string_view text, std::uint32_t layer,
+        const TextClip& clip, bool keepsFirstBearing);
     /// In pixels, for the size of a line.
     float MeasureText(std::string_view text, float size);
     Font& GetFont() { return *mFont; }

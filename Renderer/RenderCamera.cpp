@@ -15,6 +15,10 @@ constexpr float gMaximumPitch = 1.3707963f;
 
 Matrix4& RenderCamera::GetView(Matrix4& out) const
 {
+    if (mPitch == 0.0f && mYaw == 0.0f && mPosition == Vector3{})
+    {
+        return out = gIdentityMatrix;
+    }
     // The inverse of translation x yaw x pitch.
     return out = gMakeRotationY(-mPitch) * gMakeRotationZ(-mYaw) *
                  gMakeTranslation({-mPosition.mX, -mPosition.mY, -mPosition.mZ});

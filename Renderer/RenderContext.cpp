@@ -369,10 +369,11 @@ void RenderContext::Draw(const Geometry& geometry, Material& material, VertexArr
     {
         return;
     }
+    const ShaderProgram& program = *material.GetProgram();
     Matrix4 matrix;
-    material.SetMatrix(model, "inModel");
-    material.SetMatrix(camera.GetView(matrix), "inView");
-    material.SetMatrix(camera.GetProjection(matrix), "inProjection");
+    material.SetMatrix(model, program.mModelLocation);
+    material.SetMatrix(camera.GetView(matrix), program.mViewLocation);
+    material.SetMatrix(camera.GetProjection(matrix), program.mProjectionLocation);
     material.Apply();
 
     Bind(vertexArray);

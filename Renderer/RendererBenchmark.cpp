@@ -11,10 +11,16 @@
 
 #include <QtGui/QGuiApplication>
 
+#include <fontconfig/fontconfig.h>
+#include <ft2build.h>
+#include FT_FREETYPE_H
+
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <cmath>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,8 +42,14 @@ struct Chart
 
     void Begin(PrimitiveList& list) { mRenderer.BeginList(list, {0, 0, gWidth, gHeight}, {0, 0}); }
 
-    /// Two levels of detail that fade into each other, with the frame of the selection and a grid around them.
     void DrawFrame()
+    {
+        BuildFrame();
+        mRenderer.Flush();
+    }
+
+    /// Two levels of detail that fade into each other, with the frame of the selection and a grid around them.
+    void BuildFrame()
     {
         Begin(mContents);
         mContents.FillRect({0, 0}, {gWidth, gHeight}, {1, 1, 1, 1}, 104);
@@ -60,13 +72,28 @@ struct Chart
             mAxis.FillRect({0, y}, {8, y + 1}, {0, 0, 0, 1}, 101);
             mAxis.DrawText({10, y}, 12, {0, 0, 0, 1}, "11.25 ms", 100);
         }
-        mRenderer.Flush();
     }
 
     PrimitiveRenderer mRenderer;
     PrimitiveList mContents{10000};
     PrimitiveList mAxis{100};
 };
+
+/// Of DejaVu Sans.
+std::string FindFaceFile()
+{
+    FcPattern* const pattern = FcNameParse(reinterpret_cast<const FcChar8*>("DejaVu Sans"));
+    FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
+    FcDefaultSubstitute(pattern);
+    FcResult result{};
+    FcPattern* const match = FcFontMatch(nullptr, pattern, &result);
+    FcChar8* path = nullptr;
+    FcPatternGetString(match, FC_FILE, 0, &path);
+    const std::string file = reinterpret_cast<const char*>(path);
+    FcPatternDestroy(match);
+    FcPatternDestroy(pattern);
+    return file;
+}
 
 void SilenceTrace()
 {
@@ -182,7 +209,8 @@ void BM_Frame(benchmark::State& state)
 }
 BENCHMARK(BM_Frame);
 
-/// The limit of the one before: the same uploads and draw calls from a frame that was built once, with GL's functions.
+/// The limit of the one before: the same bytes sent and the same draw calls made, from a frame that was built once,
+/// with GL's functions alone and no state changed.
 void BM_FrameLimit(benchmark::State& state)
 {
     Device device;
@@ -193,52 +221,68 @@ void BM_FrameLimit(benchmark::State& state)
     }
     struct Call
     {
+        GLuint mProgram = 0;
         GLuint mVertexArray = 0;
-        std::array<GLuint, 3> mBuffers{};
-        std::vector<float> mPositions;
-        std::vector<float> mColours;
+        std::vector<std::vector<float>> mStreams;
         std::vector<std::uint32_t> mIndices;
+        std::vector<GLuint> mBuffers;
     };
     std::vector<Call> calls;
-    // The last are the glyphs of twenty texts; their coordinates would add a third of their bytes.
-    for (const int rectCount : {1, gBarCount * 2, gBarCount * 2, 5, 20, 20 * 8})
+    Chart chart(device.mContext);
+    chart.BuildFrame();
+    for (const Batch* const batch : chart.mRenderer.GetDrawOrder())
     {
-        Call& call = calls.emplace_back();
-        call.mPositions.resize(static_cast<std::size_t>(rectCount) * 12);
-        call.mColours.resize(static_cast<std::size_t>(rectCount) * 16);
-        call.mIndices.resize(static_cast<std::size_t>(rectCount) * 6);
-        glGenVertexArrays(1, &call.mVertexArray);
-        glGenBuffers(3, call.mBuffers.data());
-        glBindVertexArray(call.mVertexArray);
-        for (GLuint attribute = 0; attribute < 2; ++attribute)
+        for (const Batch::Buffer& buffer : std::span{batch->mBuffers}.first(batch->mCurrent + 1))
         {
-            glBindBuffer(GL_ARRAY_BUFFER, call.mBuffers[attribute]);
-            glEnableVertexAttribArray(attribute);
-            glVertexAttribPointer(attribute, attribute == 0 ? 3 : 4, GL_FLOAT, GL_FALSE, 0, nullptr);
+            const Geometry& geometry = *buffer.mGeometry;
+            Call& call = calls.emplace_back();
+            call.mProgram = batch->mKey.mMaterial->GetProgram()->mHandle;
+            call.mIndices.assign(geometry.GetIndices().begin(), geometry.GetIndices().end());
+            call.mBuffers.resize(geometry.GetStreams().size() + 1);
+            glGenBuffers(static_cast<GLsizei>(call.mBuffers.size()), call.mBuffers.data());
+            glGenVertexArrays(1, &call.mVertexArray);
+            glBindVertexArray(call.mVertexArray);
+            for (const VertexStream& stream : geometry.GetStreams())
+            {
+                const auto attribute = static_cast<GLuint>(call.mStreams.size());
+                const auto size = static_cast<std::ptrdiff_t>(stream.mCount * stream.mComponents);
+                call.mStreams.emplace_back(stream.mData.begin(), stream.mData.begin() + size);
+                glBindBuffer(GL_ARRAY_BUFFER, call.mBuffers[attribute]);
+                glEnableVertexAttribArray(attribute);
+                glVertexAttribPointer(
+                    attribute, static_cast<GLint>(stream.mComponents), GL_FLOAT, GL_FALSE, 0, nullptr);
+            }
+            glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, call.mBuffers.back());
         }
-        glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, call.mBuffers[2]);
     }
-    const ShaderProgram* const program =
-        device.mContext.GetProgram("Renderer/Shaders/Bar_vs.cg", "Renderer/Shaders/Bar_ps.cg");
     const auto send = [](GLenum target, GLuint buffer, const auto& data) {
         glBindBuffer(target, buffer);
         glBufferData(target, static_cast<GLsizeiptr>(data.size() * sizeof(data[0])), data.data(), GL_STATIC_DRAW);
     };
     for (auto _ : state)
     {
-        glUseProgram(program->mHandle);
         for (const Call& call : calls)
         {
+            glUseProgram(call.mProgram);
             glBindVertexArray(call.mVertexArray);
-            send(GL_ARRAY_BUFFER, call.mBuffers[0], call.mPositions);
-            send(GL_ARRAY_BUFFER, call.mBuffers[1], call.mColours);
-            send(GL_ELEMENT_ARRAY_BUFFER, call.mBuffers[2], call.mIndices);
+            for (std::size_t i = 0; i < call.mStreams.size(); ++i)
+            {
+                send(GL_ARRAY_BUFFER, call.mBuffers[i], call.mStreams[i]);
+            }
+            send(GL_ELEMENT_ARRAY_BUFFER, call.mBuffers.back(), call.mIndices);
             glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(call.mIndices.size()), GL_UNSIGNED_INT, nullptr);
         }
     }
     glFinish();
+    state.counters["draws"] = static_cast<double>(calls.size());
+    glBindVertexArray(0);
+    chart.mRenderer.Flush();
 }
 BENCHMARK(BM_FrameLimit);
+
+constexpr std::uint32_t cFirstGlyph = '!';
+constexpr std::uint32_t cLastGlyph = '~';
+constexpr std::int32_t cGlyphSize = 16;
 
 /// The first drawing of glyphs at size 16: outline, place, masks. `isOnGPU` is what it was done on.
 void BM_FirstGlyphs(benchmark::State& state)
@@ -249,8 +293,6 @@ void BM_FirstGlyphs(benchmark::State& state)
         state.SkipWithError("no OpenGL");
         return;
     }
-    constexpr std::uint32_t cFirst = '!';
-    constexpr std::uint32_t cLast = '~';
     FontRenderer& renderer = device.mContext.GetFonts().GetRenderer();
     const FaceRequest face{"DejaVu Sans", FaceRequest::cRegular, false};
     for (auto _ : state)
@@ -258,17 +300,54 @@ void BM_FirstGlyphs(benchmark::State& state)
         state.PauseTiming();
         Font font(face, gOpenFace(face));
         state.ResumeTiming();
-        for (std::uint32_t codePoint = cFirst; codePoint <= cLast; ++codePoint)
+        for (std::uint32_t codePoint = cFirstGlyph; codePoint <= cLastGlyph; ++codePoint)
         {
-            benchmark::DoNotOptimize(renderer.Prepare(font.GetGlyphInstance(codePoint, 16)));
+            benchmark::DoNotOptimize(renderer.Prepare(font.GetGlyphInstance(codePoint, cGlyphSize)));
         }
         glFinish();
     }
     state.counters["isOnGPU"] = renderer.UsesGPU() ? 1 : 0;
-    state.SetItemsProcessed(state.iterations() * (cLast - cFirst + 1));
+    state.SetItemsProcessed(state.iterations() * (cLastGlyph - cFirstGlyph + 1));
 }
 // Few enough for the pages of one atlas.
 BENCHMARK(BM_FirstGlyphs)->Iterations(100);
+
+/// The limit of the one before: what the library of the outlines does for the same glyphs, unhinted and in grey, and
+/// each sent to a texture.
+void BM_FirstGlyphsLimit(benchmark::State& state)
+{
+    Device device;
+    FT_Library library = nullptr;
+    FT_Face face = nullptr;
+    if (!device.mIsGood || FT_Init_FreeType(&library) != 0 ||
+        FT_New_Face(library, FindFaceFile().c_str(), 0, &face) != 0)
+    {
+        state.SkipWithError("no OpenGL or no typeface");
+        return;
+    }
+    // The em square of a line that is 16 pixels high.
+    const auto em = static_cast<double>(face->units_per_EM) / (face->ascender - face->descender) * cGlyphSize;
+    FT_Set_Char_Size(face, 0, std::lround(em * 64.0), 72, 72);
+    Texture& texture = device.mContext.CreateTexture(2048, 2048, ETextureFormat::R8);
+    for (auto _ : state)
+    {
+        for (std::uint32_t codePoint = cFirstGlyph; codePoint <= cLastGlyph; ++codePoint)
+        {
+            FT_Load_Char(face, codePoint, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP);
+            FT_Render_Glyph(face->glyph, FT_RENDER_MODE_NORMAL);
+            const FT_Bitmap& bitmap = face->glyph->bitmap;
+            const auto size = static_cast<std::size_t>(bitmap.pitch) * bitmap.rows;
+            // Rows have no padding in grey.
+            texture.SetSubImage(std::as_bytes(std::span{bitmap.buffer, size}),
+                static_cast<std::int32_t>(codePoint) * 16, 0, bitmap.pitch, static_cast<std::int32_t>(bitmap.rows));
+        }
+        glFinish();
+    }
+    FT_Done_Face(face);
+    FT_Done_FreeType(library);
+    state.SetItemsProcessed(state.iterations() * (cLastGlyph - cFirstGlyph + 1));
+}
+BENCHMARK(BM_FirstGlyphsLimit);
 
 void BM_MeasureText(benchmark::State& state)
 {

@@ -42,5 +42,9 @@ struct ShaderProgram
     std::vector<Input> mAttributes;
     /// Those that stand in no block; arrays under their bare name.
     std::vector<Input> mUniforms;
+    // Of the matrices, which every draw call sets; -1 when the program does not use one.
+    std::int32_t mModelLocation = -1;
+    std::int32_t mViewLocation = -1;
+    std::int32_t mProjectionLocation = -1;
 };
 }

@@ -165,7 +165,17 @@ ShaderProgram* ShaderManager::Link(
         glDeleteProgram(handle);
         return nullptr;
     }
-    auto program = std::make_unique<ShaderProgram>(ShaderProgram{handle, ReadAttributes(handle), ReadUniforms(handle)});
+    auto program = std::make_unique<ShaderProgram>();
+    program->mHandle = handle;
+    program->mAttributes = ReadAttributes(handle);
+    program->mUniforms = ReadUniforms(handle);
+    const auto findLocation = [&program](std::string_view name) {
+        const ShaderProgram::Input* const uniform = program->FindUniform(name);
+        return uniform == nullptr ? -1 : uniform->mLocation;
+    };
+    program->mModelLocation = findLocation("inModel");
+    program->mViewLocation = findLocation("inView");
+    program->mProjectionLocation = findLocation("inProjection");
     Utility::gTrace("Successfully linked shader program for %s", description.c_str());
     return mPrograms.emplace_back(std::move(program)).get();
 }

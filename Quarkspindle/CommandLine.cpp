@@ -13,6 +13,7 @@
 #include "Quarkspindle/commands/InfoCommand.h"
 #include "Quarkspindle/commands/ListCommand.h"
 #include "Quarkspindle/commands/RepairCommand.h"
+#include "Quarkspindle/commands/SymbolsCommand.h"
 #include "Quarkspindle/commands/VerifyCommand.h"
 #include "System/Interrupt.h"
 
@@ -35,6 +36,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands()
     commands.push_back(std::make_unique<ChartCommand>());
     commands.push_back(std::make_unique<VerifyCommand>());
     commands.push_back(std::make_unique<RepairCommand>());
+    commands.push_back(std::make_unique<SymbolsCommand>());
     return commands;
 }
 

@@ -33,7 +33,7 @@ std::string MakePath(const char* source, const char* directory)
 }
 
 /// The library cannot go on without memory, and neither can this process: it ends as it does where `new` finds none.
-[[noreturn]] void EndForMemory()
+[[gnu::noreturn]] void EndForMemory()
 {
     if (const std::new_handler handler = std::get_new_handler())
         handler();

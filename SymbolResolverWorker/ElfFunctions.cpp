@@ -86,8 +86,9 @@ public:
         std::ranges::sort(mCandidates, [](const Candidate& a, const Candidate& b) {
             return a.mAddress != b.mAddress ? a.mAddress < b.mAddress : a.GetRank() < b.GetRank();
         });
-        const auto repeated = std::ranges::unique(mCandidates, {}, &Candidate::mAddress);
-        mCandidates.erase(repeated.begin(), repeated.end());
+        const auto repeated = std::unique(mCandidates.begin(), mCandidates.end(),
+            [](const Candidate& a, const Candidate& b) { return a.mAddress == b.mAddress; });
+        mCandidates.erase(repeated, mCandidates.end());
     }
 
     /// Names the ranges that no candidate begins in. Both are sorted.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cinttypes>
 #include <cstring>
+#include <limits>
 
 #include "Serialization/Error.h"
 #include "SymbolResolverWorker/ByteRange.h"
@@ -17,9 +17,11 @@ namespace Symbols
 namespace
 {
 
+constexpr uint32_t cLoadSegment = 1;
 constexpr uint32_t cNoteSegment = 4;
 constexpr uint32_t cBuildIDNote = 3;
 constexpr uint64_t cLargestNotes = 1 << 20;
+constexpr uint64_t cPageSize = 4096;
 
 bool HasElfMagic(const ByteRange& start)
 {
@@ -58,11 +60,12 @@ struct ElfLayout
     uint64_t mEntrySize;
     uint64_t mEntryCount;
     uint64_t mSegmentOffset;
+    uint64_t mSegmentAddress;
     uint64_t mSegmentSize;
     bool mIs64;
 };
-constexpr ElfLayout cElf32{28, 42, 44, 4, 16, false};
-constexpr ElfLayout cElf64{32, 54, 56, 8, 32, true};
+constexpr ElfLayout cElf32{28, 42, 44, 4, 8, 16, false};
+constexpr ElfLayout cElf64{32, 54, 56, 8, 16, 32, true};
 
 bool ReadOffset(const ImageFile& file, uint64_t at, bool is64, uint64_t& value, Utility::Result& result)
 {
@@ -74,7 +77,38 @@ bool ReadOffset(const ImageFile& file, uint64_t at, bool is64, uint64_t& value, 
     return read;
 }
 
-bool ReadBuildID(const ImageFile& file, std::vector<std::byte>& buildID, Utility::Result& result)
+/// What the table of segments leads to.
+struct ElfFacts
+{
+    uint64_t mBase = std::numeric_limits<uint64_t>::max();
+    std::vector<std::byte> mBuildID;
+};
+
+bool ReadSegment(
+    const ImageFile& file, uint64_t entry, const ElfLayout& layout, ElfFacts& facts, Utility::Result& result)
+{
+    uint32_t type = 0;
+    uint64_t offset = 0;
+    uint64_t address = 0;
+    uint64_t size = 0;
+    if (!file.Read(entry, type, result) ||
+        !ReadOffset(file, entry + layout.mSegmentOffset, layout.mIs64, offset, result) ||
+        !ReadOffset(file, entry + layout.mSegmentAddress, layout.mIs64, address, result) ||
+        !ReadOffset(file, entry + layout.mSegmentSize, layout.mIs64, size, result))
+        return false;
+    if (type == cLoadSegment)
+        facts.mBase = std::min(facts.mBase, address & ~(cPageSize - 1));
+    if (type != cNoteSegment || !facts.mBuildID.empty())
+        return true;
+    std::vector<std::byte> notes;
+    if (!file.Read(offset, std::min(size, cLargestNotes), notes, result))
+        return false;
+    const auto found = FindBuildID(ByteRange{notes});
+    facts.mBuildID.assign(found.begin(), found.end());
+    return true;
+}
+
+bool ReadSegments(const ImageFile& file, ElfFacts& facts, Utility::Result& result)
 {
     uint8_t elfClass = 0;
     uint8_t order = 0;
@@ -82,7 +116,6 @@ bool ReadBuildID(const ImageFile& file, std::vector<std::byte>& buildID, Utility
         !result.Check((elfClass == 1 || elfClass == 2) && order == 1, Serialization::InvalidBuffer,
             "This kind of ELF file is not known: class %d, byte order %d", elfClass, order))
         return false;
-
     const ElfLayout& layout = elfClass == 2 ? cElf64 : cElf32;
     uint64_t table = 0;
     uint16_t entrySize = 0;
@@ -90,29 +123,12 @@ bool ReadBuildID(const ImageFile& file, std::vector<std::byte>& buildID, Utility
     if (!ReadOffset(file, layout.mTableOffset, layout.mIs64, table, result) ||
         !file.Read(layout.mEntrySize, entrySize, result) || !file.Read(layout.mEntryCount, count, result))
         return false;
-    std::vector<std::byte> notes;
     for (uint64_t i = 0; i < count; ++i)
     {
-        const uint64_t entry = table + i * entrySize;
-        uint32_t type = 0;
-        uint64_t offset = 0;
-        uint64_t size = 0;
-        if (!file.Read(entry, type, result))
+        if (!ReadSegment(file, table + i * entrySize, layout, facts, result))
             return false;
-        if (type != cNoteSegment)
-            continue;
-        if (!ReadOffset(file, entry + layout.mSegmentOffset, layout.mIs64, offset, result) ||
-            !ReadOffset(file, entry + layout.mSegmentSize, layout.mIs64, size, result) ||
-            !file.Read(offset, std::min(size, cLargestNotes), notes, result))
-            return false;
-        const auto found = FindBuildID(ByteRange{notes});
-        if (!found.empty())
-        {
-            buildID.assign(found.begin(), found.end());
-            return true;
-        }
     }
-    return result.Fail(Serialization::Unspecified,
+    return result.Check(!facts.mBuildID.empty(), Serialization::Unspecified,
         "The file has no build-id (the linker's option --build-id makes one), so its symbols can't be told from those "
         "of another build");
 }
@@ -129,36 +145,42 @@ Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID)
     return guid;
 }
 
-bool gReadImageKey(const std::string& path, Profiler::PDBKey& key, Utility::Result& result)
+bool ImageIdentity::Read(const std::string& path, Utility::Result& result)
 {
     const auto context = result.PushContext(path);
     ImageFile file;
-    if (!file.Open(path, result))
-        return false;
     std::vector<std::byte> start;
-    if (!file.Read(0, std::min<uint64_t>(file.GetSize(), 4), start, result))
+    if (!file.Open(path, result) || !file.Read(0, std::min<uint64_t>(file.GetSize(), 4), start, result))
         return false;
-
     if (HasElfMagic(ByteRange{start}))
-    {
-        std::vector<std::byte> buildID;
-        if (!ReadBuildID(file, buildID, result))
-            return false;
-        key = Profiler::PDBKey::sMake(path, 0, 0, cBuildIDAge, gMakeBuildIDGuid(buildID), path);
-        return true;
-    }
+        return ReadElf(path, result);
     if (PeImage::sHasMagic(ByteRange{start}))
-    {
-        PeImage image;
-        if (!image.Open(path, result))
-            return false;
-        if (!image.GetPdb())
-            return result.Fail(Serialization::Unspecified, "The image names no program database");
-        const PdbReference& pdb = *image.GetPdb();
-        key = Profiler::PDBKey::sMake(path, image.GetTimeStamp(), image.GetImageSize(), pdb.mAge, pdb.mGUID, pdb.mName);
-        return true;
-    }
+        return ReadPe(path, result);
     return result.Fail(Serialization::InvalidBuffer, "This is neither an ELF file nor a PE image");
+}
+
+bool ImageIdentity::ReadElf(const std::string& path, Utility::Result& result)
+{
+    ImageFile file;
+    ElfFacts facts;
+    if (!file.Open(path, result) || !ReadSegments(file, facts, result))
+        return false;
+    mKey = Profiler::PDBKey::sMake(path, 0, 0, cBuildIDAge, gMakeBuildIDGuid(facts.mBuildID), path);
+    mBase = facts.mBase;
+    return true;
+}
+
+bool ImageIdentity::ReadPe(const std::string& path, Utility::Result& result)
+{
+    PeImage image;
+    if (!image.Open(path, result))
+        return false;
+    if (!image.GetPdb())
+        return result.Fail(Serialization::Unspecified, "The image names no program database");
+    const PdbReference& pdb = *image.GetPdb();
+    mKey = Profiler::PDBKey::sMake(path, image.GetTimeStamp(), image.GetImageSize(), pdb.mAge, pdb.mGUID, pdb.mName);
+    mBase = image.GetBase();
+    return true;
 }
 
 }

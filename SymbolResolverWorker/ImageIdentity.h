@@ -15,11 +15,22 @@ class Result;
 namespace Symbols
 {
 
-/// The key under which an image's symbols are kept, from its file alone.
-///
-/// An ELF file gives the first 16 bytes of its build-id as GUID, age 0 and its path as the name. A PE image gives what
-/// it says about its program database. False with the reason when the file is neither, or has no such identity.
-[[nodiscard]] bool gReadImageKey(const std::string& path, Profiler::PDBKey& key, Utility::Result& result);
+/// What tells an image apart, from its file alone.
+struct ImageIdentity
+{
+    /// Under which its symbols are kept. An ELF file gives the first 16 bytes of its build-id as GUID, age 0 and its
+    /// path as the name; a PE image gives what it says about its program database.
+    Profiler::PDBKey mKey;
+    /// The address that the image has if nobody moves it: what other tools count its addresses from.
+    uint64_t mBase = 0;
+
+    /// False with the reason when the file is neither, or has no such identity.
+    [[nodiscard]] bool Read(const std::string& path, Utility::Result& result);
+
+private:
+    [[nodiscard]] bool ReadElf(const std::string& path, Utility::Result& result);
+    [[nodiscard]] bool ReadPe(const std::string& path, Utility::Result& result);
+};
 
 /// The GUID that stands for a build-id; a shorter one is filled with zeros.
 Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID);

@@ -58,13 +58,15 @@ TEST_F(PdbReaderTest, TheSampleIsWhatItsMakersToolSays)
 
 TEST_F(PdbReaderTest, AnImageNamesItsDatabase)
 {
-    Profiler::PDBKey key;
-    ASSERT_TRUE(gReadImageKey(SYMBOL_TEST_DATA "/sample.exe", key, mResult)) << mResult.ToString();
+    ImageIdentity identity;
+    ASSERT_TRUE(identity.Read(SYMBOL_TEST_DATA "/sample.exe", mResult)) << mResult.ToString();
+    const Profiler::PDBKey& key = identity.mKey;
     ASSERT_TRUE(Open(cSample));
     EXPECT_EQ(key.PDBGUID, mReader.GetFile().GetGUID());
     EXPECT_EQ(key.PDBAge, mReader.GetFile().GetAge());
     EXPECT_EQ(key.PDBName, "sample.pdb");
     EXPECT_EQ(key.ModuleSize, 0x5000);
+    EXPECT_EQ(identity.mBase, 0x140000000u);
 }
 
 TEST_F(PdbReaderTest, FunctionsAreThoseThatPdbutilSees)

@@ -74,10 +74,15 @@ bool PeImage::Open(const std::string& path, Utility::Result& result)
         !mFile.Read(optional, form, result) || !mFile.Read(optional + 56, mImageSize, result))
         return false;
     mArchitecture = GetArchitectureOf(machine);
+    const bool is64 = form == 0x20B;
+    uint32_t narrowBase = 0;
+    if (!(is64 ? mFile.Read(optional + 24, mBase, result) : mFile.Read(optional + 28, narrowBase, result)))
+        return false;
+    mBase += narrowBase;
     if (!ReadSections(optional + optionalSize, numSections, result))
         return false;
 
-    const uint64_t directories = optional + (form == 0x20B ? 112 : 96);
+    const uint64_t directories = optional + (is64 ? 112 : 96);
     uint32_t numDirectories = 0;
     uint32_t debugAddress = 0;
     uint32_t debugSize = 0;

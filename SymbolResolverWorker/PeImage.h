@@ -48,6 +48,8 @@ public:
 
     int32_t GetTimeStamp() const { return static_cast<int32_t>(mTimeStamp); }
     int32_t GetImageSize() const { return static_cast<int32_t>(mImageSize); }
+    /// The address that the image asks to be loaded at.
+    uint64_t GetBase() const { return mBase; }
     const std::optional<PdbReference>& GetPdb() const { return mPdb; }
 
     EArchitecture GetArchitecture() const override { return mArchitecture; }
@@ -64,6 +66,7 @@ private:
     EArchitecture mArchitecture = EArchitecture::Unknown;
     uint32_t mTimeStamp = 0;
     uint32_t mImageSize = 0;
+    uint64_t mBase = 0;
     std::vector<PeSection> mSections;
     std::optional<PdbReference> mPdb;
 };

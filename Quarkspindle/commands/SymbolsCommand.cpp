@@ -1,0 +1,177 @@
+#include "Quarkspindle/commands/SymbolsCommand.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cinttypes>
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+
+#include "Quarkspindle/Output.h"
+#include "Serialization/Error.h"
+#include "Utility/Format.h"
+#include "Utility/Text.h"
+#include "Utility/Trace.h"
+
+namespace Quarkspindle
+{
+
+namespace
+{
+
+void WriteLogLine(const char* line, void*)
+{
+    std::fputs(line, stderr);
+}
+
+void DropLogLine(const char*, void*) {}
+
+/// As other tools write addresses: hexadecimal, with "0x" or without.
+bool ParseAddress(const std::string& text, uint64_t& address)
+{
+    const char* begin = text.c_str() + (Utility::gStartsWith("0x", text, false) ? 2 : 0);
+    const char* end = text.c_str() + text.size();
+    const auto [stop, error] = std::from_chars(begin, end, address, 16);
+    return error == std::errc{} && stop == end;
+}
+
+/// "path:line", or "-" where no line is known.
+std::string FormatSource(const Profiler::FunctionData& data)
+{
+    return data.ResolvedFunctionLine < 0
+               ? "-"
+               : gMakePrintable(data.SourcePath) + ":" + std::to_string(data.ResolvedFunctionLine);
+}
+
+/// The function of exactly that name, or the one function of that name whatever its parameters are.
+const Profiler::Symbol* FindFunction(
+    const Profiler::SymbolModule& module, const std::string& name, Utility::Result& result)
+{
+    if (const Profiler::Symbol* function = module.FindByName(name))
+        return function;
+    std::vector<const Profiler::Symbol*> found;
+    for (const Profiler::Symbol& function : module.GetFunctions())
+    {
+        if (function.Name.starts_with(name + "("))
+            found.push_back(&function);
+    }
+    if (found.size() == 1)
+        return found.front();
+    if (found.empty())
+        result.Fail(Serialization::Unspecified, "There is no function \"%s\"; --list shows those that there are",
+            gMakePrintable(name).c_str());
+    else
+        result.Fail(Serialization::Unspecified, "\"%s\" is the name of %zu functions, such as \"%s\" and \"%s\"",
+            gMakePrintable(name).c_str(), found.size(), gMakePrintable(found[0]->Name).c_str(),
+            gMakePrintable(found[1]->Name).c_str());
+    return nullptr;
+}
+
+}
+
+void SymbolsCommand::Declare(CLI::App& program)
+{
+    CLI::App& word = AddWord(program, "symbols",
+        "Name the function and source line of addresses in a binary, list its functions, or show one's instructions");
+    word.add_option("BINARY", mBinary, "Program or library: ELF with a build-id, or a PE image")->required();
+    auto* addresses = word.add_option_function<std::vector<std::string>>(
+        "ADDRESS",
+        [this](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts)
+            {
+                if (!ParseAddress(text, mAddresses.emplace_back()))
+                    throw CLI::ValidationError{"\"" + text + "\" is no address: hexadecimal digits, with 0x or without"};
+            }
+        },
+        "Addresses as addr2line takes them, in hexadecimal, or from the image's base");
+    auto* list = word.add_flag("--list", mIsList, "List all functions: address, size, name");
+    word.add_option("--match", mMatch, "With --list: only names that contain this text, in any case")
+        ->type_name("TEXT")
+        ->needs(list);
+    auto* disassemble =
+        word.add_option("--disassemble", mFunction, "Show the instructions of this function")->type_name("FUNCTION");
+    word.add_option("--from", mPlaces.mLocations,
+            "Folder with debug files, or URL of a symbol server, to search first; may be given more than once")
+        ->type_name("PLACE")
+        ->allow_extra_args(false);
+    word.add_option("--cache", mPlaces.mCacheDirectory, "Folder to keep converted symbols in")->type_name("DIR");
+    word.add_flag("--verbose", mIsVerbose, "Show on standard error what is searched and which workers are started");
+    addresses->excludes(list)->excludes(disassemble);
+    list->excludes(disassemble);
+    word.callback([this] {
+        if (mAddresses.empty() && !mIsList && mFunction.empty())
+            throw CLI::ValidationError{"One of ADDRESS, --list and --disassemble is required"};
+    });
+}
+
+bool SymbolsCommand::Run(const CommandContext& context, Utility::Result& result)
+{
+    SetLog();
+    SymbolLookup symbols{context.Interrupted};
+    if (!symbols.Open(mBinary, mPlaces, result))
+        return false;
+    Output output;
+    bool succeeded = true;
+    if (mIsList)
+        PrintFunctions(symbols, output);
+    else if (!mFunction.empty())
+        succeeded = PrintInstructions(symbols, output, result);
+    else
+        succeeded = PrintAddresses(symbols, output, result);
+    return output.Finish(result) && succeeded;
+}
+
+void SymbolsCommand::SetLog() const
+{
+    Utility::gSetTraceSinks({{mIsVerbose ? &WriteLogLine : &DropLogLine, nullptr}});
+}
+
+bool SymbolsCommand::PrintAddresses(SymbolLookup& symbols, Output& output, Utility::Result& result) const
+{
+    for (const uint64_t address : mAddresses)
+    {
+        const uint64_t offset = symbols.MakeOffset(address);
+        const Profiler::Symbol* function = symbols.GetModule().FindByAddress(0, offset);
+        if (function == nullptr)
+        {
+            output.Print("0x%" PRIx64 "  ??\n", address);
+            continue;
+        }
+        const auto data = symbols.Resolve(*function, offset, result);
+        if (data == nullptr)
+            return false;
+        output.Print("0x%" PRIx64 "  %s+0x%" PRIx64 "  %s\n", address, gMakePrintable(function->Name).c_str(),
+            offset - function->Address, FormatSource(*data).c_str());
+    }
+    return true;
+}
+
+void SymbolsCommand::PrintFunctions(const SymbolLookup& symbols, Output& output) const
+{
+    for (const Profiler::Symbol& function : symbols.GetModule().GetFunctions())
+    {
+        if (Utility::gContainsIgnoreCase(function.Name, mMatch))
+            output.Print("%16" PRIx64 " %8" PRIu64 "  %s\n", symbols.MakeAddress(function.Address), function.Size,
+                gMakePrintable(function.Name).c_str());
+    }
+}
+
+bool SymbolsCommand::PrintInstructions(SymbolLookup& symbols, Output& output, Utility::Result& result) const
+{
+    const Profiler::Symbol* function = FindFunction(symbols.GetModule(), mFunction, result);
+    if (function == nullptr)
+        return false;
+    const auto data = symbols.Resolve(*function, function->Address, result);
+    if (data == nullptr)
+        return false;
+    if (data->DisassemblyResult != Profiler::EDisassemblyResult::Success)
+        return result.Fail(Serialization::Unspecified, "\"%s\" cannot be shown: %s",
+            gMakePrintable(function->Name).c_str(), gMakePrintable(data->ErrorMessage).c_str());
+    output.Print("%s\n%s\n\n", gMakePrintable(function->Name).c_str(), FormatSource(*data).c_str());
+    for (const Profiler::AsmInstruction& instruction : data->Instructions)
+        output.Print("%16" PRIx64 "  %-8s %s\n", instruction.Address, instruction.Mnemonic.c_str(),
+            instruction.OpStr.c_str());
+    return true;
+}
+
+}

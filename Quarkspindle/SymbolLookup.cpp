@@ -48,9 +48,8 @@ bool SymbolLookup::Open(const std::string& binary, const SymbolPlaces& places, U
 {
     mBinary = MakeAbsolute(binary);
     const std::string worker = gFindPluginModule("SymbolResolverWorker");
-    if (!mIdentity.Read(mBinary, result) ||
-        !result.Check(FileSystem::gFileExists(worker), Serialization::FileNotFound,
-            "Unable to find SymbolResolverWorker executable: %s", worker.c_str()))
+    if (!mIdentity.Read(mBinary, result) || !result.Check(FileSystem::gFileExists(worker), Serialization::FileNotFound,
+                                                "Unable to find SymbolResolverWorker executable: %s", worker.c_str()))
         return false;
     RegisterTypes();
     ApplySettings(places);
@@ -73,8 +72,7 @@ void SymbolLookup::RegisterTypes()
 
 void SymbolLookup::ApplySettings(const SymbolPlaces& places)
 {
-    const std::string path =
-        FileSystem::gCombinePath(FileSystem::gGetKnownFolder(0), "quarkspindle/settings.json");
+    const std::string path = FileSystem::gCombinePath(FileSystem::gGetKnownFolder(0), "quarkspindle/settings.json");
     const bool hasFile = FileSystem::gFileExists(path);
     (void)mSettings.Load(path, mRegistry);
     Profiler::SymbolSettings& settings = mSettings.GetSymbolSettings();
@@ -102,8 +100,7 @@ bool SymbolLookup::FindModule(Utility::Result& result)
     const auto context = result.PushContext(mBinary);
     if (mInterrupted.load(std::memory_order_relaxed))
         return result.Fail(Serialization::Unspecified, "Interrupted");
-    const bool hasSymbols =
-        mModule != nullptr && mModule->GetSourcePDBStatus() == Profiler::ESymbolSource::Found;
+    const bool hasSymbols = mModule != nullptr && mModule->GetSourcePDBStatus() == Profiler::ESymbolSource::Found;
     return result.Check(hasSymbols, Serialization::FileNotFound,
         "There are no symbols for this file; --verbose shows where they were looked for");
 }

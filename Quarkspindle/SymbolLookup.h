@@ -20,7 +20,7 @@ namespace Quarkspindle
 /// What a person may say about where symbols come from, beside the settings.
 struct SymbolPlaces
 {
-    std::string mCacheDirectory; ///< empty for that of the settings
+    std::string mCacheDirectory;         ///< empty for that of the settings
     std::vector<std::string> mLocations; ///< folders and servers, searched first
 };
 
@@ -39,7 +39,10 @@ public:
 
     /// An address as people know it, counted from where the linker placed the image or from the image's base, as the
     /// latter.
-    uint64_t MakeOffset(uint64_t address) const { return address >= mIdentity.mBase ? address - mIdentity.mBase : address; }
+    uint64_t MakeOffset(uint64_t address) const
+    {
+        return address >= mIdentity.mBase ? address - mIdentity.mBase : address;
+    }
     /// And back, as other tools show it.
     uint64_t MakeAddress(uint64_t offset) const { return offset + mIdentity.mBase; }
 

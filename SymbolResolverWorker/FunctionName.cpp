@@ -34,8 +34,7 @@ std::string gMakeReadable(std::string_view linkerName)
 std::string_view gCutVersion(std::string_view linkerName)
 {
     // A name that starts with it has no version.
-    const std::size_t version = linkerName.find('@', 1);
-    return linkerName.substr(0, version);
+    return linkerName.substr(0, linkerName.find('@', 1));
 }
 
 }

@@ -89,7 +89,11 @@ void gGuardProcess()
     // If it ended before, there is nobody to connect to.
     if (!HasSanitizer())
     {
-        const rlimit limit{cAddressSpace, cAddressSpace};
+        // Whoever allows less is heard.
+        rlimit limit = {};
+        getrlimit(RLIMIT_AS, &limit);
+        limit.rlim_cur = std::min(limit.rlim_cur, cAddressSpace);
+        limit.rlim_max = limit.rlim_cur;
         setrlimit(RLIMIT_AS, &limit);
     }
     // A core file of gigabytes helps nobody.

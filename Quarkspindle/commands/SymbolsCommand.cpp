@@ -80,7 +80,8 @@ void SymbolsCommand::Declare(CLI::App& program)
             for (const std::string& text : texts)
             {
                 if (!ParseAddress(text, mAddresses.emplace_back()))
-                    throw CLI::ValidationError{"\"" + text + "\" is no address: hexadecimal digits, with 0x or without"};
+                    throw CLI::ValidationError{
+                        "\"" + text + "\" is no address: hexadecimal digits, with 0x or without"};
             }
         },
         "Addresses as addr2line takes them, in hexadecimal, or from the image's base");
@@ -169,8 +170,8 @@ bool SymbolsCommand::PrintInstructions(SymbolLookup& symbols, Output& output, Ut
             gMakePrintable(function->Name).c_str(), gMakePrintable(data->ErrorMessage).c_str());
     output.Print("%s\n%s\n\n", gMakePrintable(function->Name).c_str(), FormatSource(*data).c_str());
     for (const Profiler::AsmInstruction& instruction : data->Instructions)
-        output.Print("%16" PRIx64 "  %-8s %s\n", instruction.Address, instruction.Mnemonic.c_str(),
-            instruction.OpStr.c_str());
+        output.Print(
+            "%16" PRIx64 "  %-8s %s\n", instruction.Address, instruction.Mnemonic.c_str(), instruction.OpStr.c_str());
     return true;
 }
 

@@ -1,0 +1,92 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Utility/TemporaryFolder.h"
+#include "tests/support/RunProgram.h"
+
+/// `quarkspindle symbols` with its real cache and workers.
+namespace
+{
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using Tests::ProgramResult;
+
+const std::string cImage = QUARKSPINDLE_SAMPLE_IMAGE;
+
+class SymbolsCommandTest : public testing::Test
+{
+protected:
+    ProgramResult Run(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "symbols");
+        arguments.insert(arguments.end(), {"--cache", mFolder / "cache"});
+        return Tests::gRunQuarkspindle(arguments);
+    }
+
+    TemporaryFolder mFolder;
+};
+
+TEST_F(SymbolsCommandTest, TheSecondCallReadsTheCacheAndStartsNoWorker)
+{
+    const ProgramResult first = Run({cImage, "--list", "--verbose"});
+    ASSERT_EQ(first.ExitCode, 0) << first.Errors;
+    EXPECT_EQ(first.Output, "       140001000       10  Outer::Work\n"
+                            "       140001010       74  start\n"
+                            "       140001060       17  Help\n"
+                            "       140001080       17  Outer::Box::Open\n"
+                            "       1400010a0        4  Outer::Twice<int>\n");
+    EXPECT_THAT(first.Errors, HasSubstr("[Worker 00]"));
+    EXPECT_THAT(mFolder.List(), ::testing::Contains(::testing::EndsWith("sample.symcache")));
+
+    const ProgramResult second = Run({cImage, "--list", "--match", "OUTER", "--verbose"});
+    EXPECT_EQ(second.ExitCode, 0);
+    EXPECT_THAT(second.Output, HasSubstr("Outer::Box::Open"));
+    EXPECT_THAT(second.Output, Not(HasSubstr("start")));
+    EXPECT_THAT(second.Errors, Not(HasSubstr("[Worker")));
+    EXPECT_THAT(second.Errors, HasSubstr("exists in cache"));
+}
+
+TEST_F(SymbolsCommandTest, AddressesGetFunctionOffsetAndLine)
+{
+    const ProgramResult result = Run({cImage, "0x140001041", "1085", "ffff"});
+    ASSERT_EQ(result.ExitCode, 0) << result.Errors;
+    EXPECT_EQ(result.Output, "0x140001041  start+0x31  /sample/sample.cpp:38\n"
+                             "0x1085  Outer::Box::Open+0x5  /sample/sample.cpp:18\n"
+                             "0xffff  ??\n");
+    EXPECT_EQ(result.Errors, "");
+}
+
+TEST_F(SymbolsCommandTest, AFunctionIsShownByItsInstructions)
+{
+    const ProgramResult result = Run({cImage, "--disassemble", "Outer::Twice<int>"});
+    ASSERT_EQ(result.ExitCode, 0) << result.Errors;
+    EXPECT_THAT(result.Output, HasSubstr("/sample/sample.cpp:25\n"));
+    EXPECT_THAT(result.Output, HasSubstr("1400010a0  lea      eax, [rcx + rcx]\n"));
+    EXPECT_THAT(result.Output, HasSubstr("ret"));
+}
+
+TEST_F(SymbolsCommandTest, WhatIsWrongIsSaid)
+{
+    const struct
+    {
+        std::vector<std::string> mArguments;
+        int mExitCode;
+        const char* mError;
+    } cRows[] = {{{mFolder / "none", "1"}, 1, "No such file"},
+        {{mFolder.Write("text", "no image"), "--list"}, 1, "neither an ELF file nor a PE image"},
+        {{cImage, "--disassemble", "Nobody"}, 1, "There is no function"}, {{cImage}, 2, "is required"},
+        {{cImage, "12x"}, 2, "is no address"}, {{cImage, "12", "--list"}, 2, "excludes"},
+        {{cImage, "--match", "x", "--disassemble", "y"}, 2, "--list"}};
+    for (const auto& row : cRows)
+    {
+        const ProgramResult result = Run(row.mArguments);
+        EXPECT_EQ(result.ExitCode, row.mExitCode) << result.Errors;
+        EXPECT_THAT(result.Errors, HasSubstr(row.mError));
+        EXPECT_EQ(result.Output, "");
+    }
+}
+
+}

@@ -128,6 +128,7 @@ TEST_F(FontTest, AnOutlineIsReadOnceForAllSizes)
     GlyphInstance& small = mFont->GetGlyphInstance('a', 12);
     const GlyphInstance& large = mFont->GetGlyphInstance('a', 24);
     EXPECT_EQ(mFont->FindGlyphInstance('a', 12), &small);
+    EXPECT_EQ(&mFont->GetGlyphInstance('a', 12), &small) << "with another size in between";
     EXPECT_EQ(small.mOutline, large.mOutline);
     EXPECT_EQ(mSource->mNumReads, 1);
 }

@@ -229,6 +229,8 @@ void BM_FrameLimit(benchmark::State& state)
     };
     std::vector<Call> calls;
     Chart chart(device.mContext);
+    // Leaves the programs with their uniforms.
+    chart.DrawFrame();
     chart.BuildFrame();
     for (const Batch* const batch : chart.mRenderer.GetDrawOrder())
     {

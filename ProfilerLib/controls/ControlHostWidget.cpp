@@ -5,6 +5,8 @@
 #include <QtGui/QCursor>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
+#include <QtGui/QOpenGLContext>
+#include <QtGui/QOpenGLFunctions>
 #include <QtGui/QWheelEvent>
 
 #include "ProfilerLib/controls/DpiScale.h"
@@ -120,6 +122,9 @@ void ControlHostWidget::Layout(int width, int height)
 void ControlHostWidget::Render(double deltaSeconds)
 {
     constexpr Renderer::Colour white{1.0f, 1.0f, 1.0f, 1.0f};
+    // Qt rounds the surface and cuts the viewport: under a scale of 1.5 a row at the top could be left out.
+    const QSize pixels = size() * devicePixelRatioF();
+    context()->functions()->glViewport(0, 0, pixels.width(), pixels.height());
     GetRenderContext()->Clear(white);
     mRoot->Update(deltaSeconds);
     mRoot->UpdateVisibleRects(GetVisibleRectangle());

@@ -429,6 +429,7 @@ TEST_F(ControlHostWidgetGuiTest, OnAScaledDesktopEverythingIsInItsPlace)
     // The scale is settled once in a process.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto draw = [this] {
+        mHost->setFixedSize(301, 201);
         Show();
         const QImage image = mHost->grabFramebuffer();
         std::string colours;
@@ -439,7 +440,7 @@ TEST_F(ControlHostWidgetGuiTest, OnAScaledDesktopEverythingIsInItsPlace)
         std::_Exit(0);
     };
     const ScopedVariable scale("QT_SCALE_FACTOR", "1.5");
-    EXPECT_EXIT(draw(), testing::ExitedWithCode(0), "\\[450 300 #0000ff #ff0000 #ff0000 #0000ff #0000ff #0000ff \\]");
+    EXPECT_EXIT(draw(), testing::ExitedWithCode(0), "\\[452 302 #0000ff #ff0000 #ff0000 #0000ff #0000ff #0000ff \\]");
 }
 
 /// Shows the window where OpenGL does not start, uses it, and says what is on it.

@@ -1,9 +1,18 @@
 #include "Networking/Client.h"
 
-#include <bit>
+#include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace Networking
 {
+
+namespace
+{
+
+constexpr std::size_t cFirstPiece = 4096;
+
+}
 
 bool Client::Connect(const std::string& address, uint16_t port)
 {
@@ -36,10 +45,15 @@ std::optional<Frame> Client::Receive()
 void Client::Send(uint8_t id, const void* data, uint32_t length)
 {
     const uint64_t header = gMakeHeader(id, length);
+    const std::span<const std::byte> payload{static_cast<const std::byte*>(data), data != nullptr ? length : 0};
+    // The header goes with the beginning of the payload, so that a short message is sent in one piece.
+    std::array<std::byte, cFirstPiece> first;
+    const std::size_t copied = std::min(payload.size(), first.size() - cHeaderSize);
+    std::memcpy(first.data(), &header, cHeaderSize);
+    if (copied > 0)
+        std::memcpy(first.data() + cHeaderSize, payload.data(), copied);
     const System::MutexLock lock{mSendLock};
-    const bool isSent = SendAll(std::as_bytes(std::span{&header, 1})) &&
-                        (data == nullptr || SendAll({static_cast<const std::byte*>(data), length}));
-    if (!isSent)
+    if (!SendAll(std::span{first}.first(cHeaderSize + copied)) || !SendAll(payload.subspan(copied)))
         Disconnect();
 }
 

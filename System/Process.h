@@ -51,7 +51,8 @@ public:
     [[nodiscard]] bool Start(const std::string& path, const std::string& arguments, bool showConsole,
         bool captureOutput, const std::string& workingDirectory) EXCLUDES(mLock);
 
-    /// Watches a running process. Unless it is our child, its end is told with the code `sTerminated`.
+    /// Watches a running process, but not one that another of these objects has started. Unless it is our child, its
+    /// end is told with the code `sTerminated`.
     [[nodiscard]] bool Attach(uint32_t processID) EXCLUDES(mLock);
 
     [[nodiscard]] bool IsRunning() const EXCLUDES(mLock);

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -140,6 +141,7 @@ bool Process::Start(const std::string& path, const std::string& arguments, bool 
     mDebugProcessID = sNextDebugProcessID++;
     if (path.size() + arguments.size() + sizeof("\"\" ") > sLongestCommandLine)
     {
+        Utility::gTrace("Failed to start with error %d, debug process ID = %u", E2BIG, mDebugProcessID);
         return false;
     }
 

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Networking/Frame.h"
 #include "Networking/MessageSender.h"
 #include "ProfilerLib/symbols/ConvertPDBJob.h"
 #include "ProfilerLib/symbols/FunctionData.h"
@@ -113,6 +114,24 @@ TEST_F(RemoteMessageTest, RecordsComeBackAsTheyWereSent)
     FunctionLineData lines;
     lines.Lines = {1, -1};
     EXPECT_EQ(SendAndRead(lines)->Lines, lines.Lines);
+}
+
+/// The example of the format page; the schema is that of containers.
+TEST_F(RemoteMessageTest, HasTheBytesOfTheFormat)
+{
+    using namespace std::string_literals;
+    RemoteJobCompleted completed{0, true};
+    ASSERT_TRUE(SendObject(mRecorder, ERemoteMessage::JobCompleted, completed));
+    const std::string& payload = mRecorder.mPayload;
+    EXPECT_EQ(Networking::gMakeHeader(static_cast<uint8_t>(mRecorder.mID), static_cast<uint32_t>(payload.size())),
+        0x0200000000000507u);
+    const std::string root = "\x01\0\0\0\0\0\0\0"
+                             "\x1C\0\0\0\0\0\0\0Profiler::RemoteJobCompleted"
+                             "\x05\0\0\0\0\0\0\0"
+                             "\0\0\0\0"
+                             "\x01"
+                             "\x72\xA0\xB3\x49\xD2\x3B\x12\x83"s;
+    EXPECT_TRUE(payload.ends_with(root));
 }
 
 TEST_F(RemoteMessageTest, TypesKeepTheirStoredNames)

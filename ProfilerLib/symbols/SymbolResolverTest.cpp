@@ -286,6 +286,32 @@ TEST_F(SymbolResolverTest, NoJobIsForgottenWhileWorkersAreKilled)
     }
 }
 
+TEST_F(SymbolResolverTest, TheDeathOfAWorkerIsHeardOf)
+{
+    const auto killAll = [] {
+        for (const uint32_t worker : gListChildren())
+            gKill(worker);
+        return std::chrono::steady_clock::now();
+    };
+    Start(1);
+    auto longest = 0ms;
+    const int numRounds = IsSoak() ? 100 : 3;
+    for (int round = 0; round < numRounds; ++round)
+    {
+        const std::string path = "never/" + std::to_string(round);
+        Submit(path);
+        mTally.WaitFor("begun " + path, 1);
+        killAll();
+        mTally.WaitFor("begun " + path, 2);
+        const auto killed = killAll();
+        mTally.WaitFor("bad " + path, 1);
+        longest =
+            std::max(longest, std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - killed));
+    }
+    EXPECT_EQ(mTally.Get("crash"), 2 * numRounds);
+    std::printf("%d deaths, the job failed after %d ms at most\n", numRounds, static_cast<int>(longest.count()));
+}
+
 TEST_F(SymbolResolverTest, IsCleanWhenThreadsAreLate)
 {
     for (unsigned seed = 0; seed < (IsSoak() ? 50U : 3U); ++seed)

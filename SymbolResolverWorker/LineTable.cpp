@@ -49,12 +49,14 @@ std::optional<int32_t> LineTable::FindInFile(uint64_t address, uint64_t function
     auto row = FindRow(address);
     if (row == mRows.end())
         return std::nullopt;
-    for (; !row->mIsEnd && row->mAddress >= functionAddress; --row)
+    // The row of the address itself counts even where it begins in front of the function.
+    while (!row->mIsEnd)
     {
         if (row->mLine != 0 && row->mFile < mFiles.size() && mFiles[row->mFile] == path)
             return static_cast<int32_t>(row->mLine);
-        if (row == mRows.begin())
+        if (row == mRows.begin() || std::prev(row)->mAddress < functionAddress)
             break;
+        --row;
     }
     return std::nullopt;
 }

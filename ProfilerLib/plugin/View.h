@@ -38,7 +38,8 @@ struct ViewHost
     Event<double, double> RangeChosen;
 };
 
-/// The host's services for a view, a table with fixed places.
+/// The host's services for a view, a table with fixed places. They outlive the view; the render context must be gone
+/// before the module is unloaded, since fonts and other things in it are made by the module's code.
 struct ViewContext
 {
     Profiler::Settings* Settings = nullptr;

@@ -16,9 +16,7 @@ namespace Networking
 class SendBuffer
 {
 public:
-    /// Each change of the buffers may put two threads to sleep and wake them: with a tenth of it long messages took
-    /// three times as long.
-    static constexpr uint32_t cBufferSize = 64 * 1024;
+    static constexpr uint32_t cBufferSize = 10240;
 
     /// From now on messages are taken.
     void Open() EXCLUDES(mLock);

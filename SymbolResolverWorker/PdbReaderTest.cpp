@@ -1,8 +1,9 @@
 #include "SymbolResolverWorker/PdbReader.h"
 
 #include <map>
-#include <regex>
+#include <optional>
 #include <set>
+#include <sstream>
 
 #include <gmock/gmock.h>
 
@@ -28,6 +29,15 @@ protected:
     PdbReader mReader;
     Utility::Result mResult;
 };
+
+/// The decimal number behind a label.
+std::optional<uint64_t> FindNumber(const std::string& line, const std::string& label)
+{
+    const std::size_t found = line.find(label);
+    if (found == std::string::npos)
+        return std::nullopt;
+    return std::stoull(line.substr(found + label.size()));
+}
 
 std::string Describe(const Profiler::Symbol& function)
 {
@@ -99,17 +109,20 @@ TEST_F(PdbReaderTest, FunctionsAreThoseThatPdbutilSees)
     // One section has all code, at 0x1000.
     std::map<uint64_t, Profiler::Symbol> expected;
     const std::string dump = gRunShell("llvm-pdbutil-14 dump -symbols -publics " + pdb);
-    const std::regex procedure{R"(S_[GL]PROC32 \[size = \d+\] `(.*)`\n.*addr = 0001:(\d+), code size = (\d+))"};
-    for (std::sregex_iterator i{dump.begin(), dump.end(), procedure}, end; i != end; ++i)
+    // The name stands in one line, all else in the next.
+    std::string name;
+    for (const std::string& line : gSplitLines(dump))
     {
-        const uint64_t address = 0x1000 + std::stoull((*i)[2]);
-        expected[address] = {address, std::stoull((*i)[3]), (*i)[1]};
-    }
-    const std::regex publicFunction{R"(S_PUB32 \[size = \d+\] `(.*)`\n *flags = function, addr = 0001:(\d+))"};
-    for (std::sregex_iterator i{dump.begin(), dump.end(), publicFunction}, end; i != end; ++i)
-    {
-        const uint64_t address = 0x1000 + std::stoull((*i)[2]);
-        expected.try_emplace(address, Profiler::Symbol{address, 0, (*i)[1]});
+        const auto offset = FindNumber(line, "addr = 0001:");
+        const auto size = FindNumber(line, "code size = ");
+        if (!name.empty() && offset && size)
+            expected[0x1000 + *offset] = {0x1000 + *offset, *size, name};
+        else if (!name.empty() && offset && line.find("flags = function") != std::string::npos)
+            expected.try_emplace(0x1000 + *offset, Profiler::Symbol{0x1000 + *offset, 0, name});
+        const bool isFunction =
+            line.find("PROC32 [") != std::string::npos || line.find("S_PUB32 [") != std::string::npos;
+        const std::size_t quote = line.find('`');
+        name = isFunction ? line.substr(quote + 1, line.rfind('`') - quote - 1) : "";
     }
     const auto functions = ReadFunctions(mReader);
     ASSERT_GT(functions.size(), 1500u);
@@ -126,13 +139,12 @@ TEST_F(PdbReaderTest, FunctionsAreThoseThatPdbutilSees)
     std::string file;
     for (const std::string& line : gSplitLines(gRunShell("llvm-pdbutil-14 dump -l " + pdb)))
     {
-        std::smatch match;
-        if (std::regex_match(line, match, std::regex{R"((/.*) \(MD5: .*)"}))
-            file = match[1];
-        const std::regex entry{R"( +(\d+) ([0-9A-F]{8}) !)"};
+        if (line.starts_with("/"))
+            file = line.substr(0, line.find(" (MD5: "));
         // Of two at one address the last one counts.
-        for (std::sregex_iterator i{line.begin(), line.end(), entry}, end; i != end; ++i)
-            lines[0x1000 + std::stoull((*i)[2], nullptr, 16)] = {file, std::stoi((*i)[1])};
+        std::istringstream entries{line};
+        for (std::string number, address, mark; entries >> number >> address >> mark && mark == "!";)
+            lines[0x1000 + std::stoull(address, nullptr, 16)] = {file, std::stoi(number)};
     }
     EXPECT_GT(lines.size(), 1500u);
     for (const auto& [address, line] : lines)

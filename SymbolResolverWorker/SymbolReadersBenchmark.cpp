@@ -124,7 +124,7 @@ bool MakeDatabase(const Scratch& folder)
             return false;
     }
     command += "clang-14 --target=x86_64-pc-windows-msvc -g -gcodeview -c *.cpp && lld-link-14 -debug -nodefaultlib "
-               "-entry:start -subsystem:console -opt:noref,noicf -out:big.exe *.obj";
+               "-entry:start -subsystem:console -opt:noref,noicf -out:big.exe *.o";
     return std::system((command + " > /dev/null 2>&1").c_str()) == 0;
 }
 

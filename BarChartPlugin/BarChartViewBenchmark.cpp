@@ -160,8 +160,8 @@ public:
     ChartFrame(Services& services, BarChartModel& model, const BarChart& chart)
         : mRenderer{services.mRenderContext, 1.0F}
     {
-        auto control = std::make_unique<BarChartControl>(
-            nullptr, services.mContext, model, services.mViewHost.RangeChosen);
+        auto control =
+            std::make_unique<BarChartControl>(nullptr, services.mContext, model, services.mViewHost.RangeChosen);
         BarChartControl& added = *control;
         mRoot.SetContent(std::move(control));
         mRoot.SetRect({0, 0, cWidth, cHeight});
@@ -244,8 +244,7 @@ double gTimeJob(Services& services)
 void gDrawFrame(BarChartWidget& widget, ControlHostWidget& host)
 {
     bool isShown = false;
-    const auto connection =
-        QObject::connect(&host, &QOpenGLWidget::frameSwapped, &host, [&] { isShown = true; });
+    const auto connection = QObject::connect(&host, &QOpenGLWidget::frameSwapped, &host, [&] { isShown = true; });
     widget.Update(0.0);
     while (!isShown)
         QCoreApplication::processEvents();

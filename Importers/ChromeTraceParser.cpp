@@ -1,13 +1,15 @@
 #include "Importers/ChromeTraceParser.h"
 
-#include "Importers/EventKey.h"
-#include "Importers/PlainEventReader.h"
-
-#include <optional>
+#include "Importers/TraceWindow.h"
 
 namespace Importers
 {
-ChromeTraceParser::ChromeTraceParser(BatchSource& source) : mSource(source), mScanner(*this) {}
+ChromeTraceParser::ChromeTraceParser(TraceSource& source, EntryTarget& target)
+    : mSource(source),
+      mTarget(target),
+      mScanner(*this),
+      mEvents(mScanner, mRoom)
+{}
 
 bool ChromeTraceParser::Parse()
 {
@@ -16,37 +18,18 @@ bool ChromeTraceParser::Parse()
     {
         NoteScannerFault();
     }
-    if (mEvent != nullptr)
-    {
-        mBatch->RemoveLastEvent();
-    }
-    if (mBatch != nullptr)
-    {
-        mSource.Send(*mBatch);
-    }
     return mHasEvents;
 }
 
-/// The event that is being read moves on to the next batch, with texts of its own, for what it had of the window goes.
 std::span<const char> ChromeTraceParser::NextWindow()
 {
-    EventBatch& next = mSource.Receive();
-    if (mEvent != nullptr)
+    if (mPlace == EPlace::InEvent)
     {
-        ChromeEvent& event = next.AddEvent();
-        event = *mEvent;
-        event.ForEachText([&next](std::string_view& text) { text = next.Keep(text); });
-        mBatch->RemoveLastEvent();
-        mEvent = &event;
+        mEvents.KeepTexts();
     }
-    if (mBatch != nullptr)
-    {
-        mSource.Send(*mBatch);
-    }
-    mBatch = &next;
-    const std::span<const char> window = next.GetWindow();
-    mTextSize += window.size();
-    return window;
+    mWindow = &mSource.Receive();
+    mHasText = mHasText || !mWindow->GetText().empty();
+    return mWindow->GetText();
 }
 
 bool ChromeTraceParser::ParseDocument()
@@ -100,7 +83,7 @@ bool ChromeTraceParser::ParseObject()
     }
     while (!isEnd)
     {
-        if (!ParseMember() || !TakeSeparator('}', isEnd))
+        if (!ParseMember() || !mEvents.TakeSeparator('}', isEnd))
         {
             return false;
         }
@@ -143,7 +126,7 @@ bool ChromeTraceParser::ParseEvents()
     }
     while (!isEnd)
     {
-        if (!ParseEntry() || !TakeSeparator(']', isEnd))
+        if (!ParseEntry() || !mEvents.TakeSeparator(']', isEnd))
         {
             return false;
         }
@@ -152,281 +135,36 @@ bool ChromeTraceParser::ParseEvents()
     return true;
 }
 
-bool ChromeTraceParser::TakeSeparator(char end, bool& isEnd)
-{
-    const int next = mScanner.Peek();
-    if (next != ',' && next != end)
-    {
-        return next < 0 ? mScanner.FailAtEnd()
-                        : mScanner.Fail(end == '}' ? "',' or '}' is expected" : "',' or ']' is expected");
-    }
-    const std::uint64_t offset = mScanner.GetOffset();
-    mScanner.Take();
-    isEnd = next == end;
-    if (!isEnd && mScanner.Peek() == end)
-    {
-        if (mFaults.size() < sMostFaults)
-        {
-            mFaults.push_back({std::string("a comma stands in front of the closing '") + end + "'", offset, false});
-        }
-        mScanner.Take();
-        isEnd = true;
-    }
-    return true;
-}
-
 bool ChromeTraceParser::ParseEntry()
 {
-    const int first = mScanner.Peek();
-    if (first < 0)
+    if (mScanner.Peek() < 0)
     {
         return mScanner.FailAtEnd();
     }
+    if (TakeEntries())
+    {
+        return true;
+    }
     mEventOffset = mScanner.GetOffset();
     mPlace = EPlace::InEvent;
-    if (first != '{')
-    {
-        if (!mScanner.SkipValue())
-        {
-            return false;
-        }
-        mBatch->AddEvent().mIsObject = false;
-    }
-    else if (!ParseEvent())
+    if (!mEvents.Read())
     {
         return false;
     }
     mPlace = EPlace::BetweenEvents;
+    mTarget.OnEntry(mEvents.GetEvent());
     return true;
 }
 
-bool ChromeTraceParser::ParseEvent()
+/// What has been made of the entries from here on, when that began with an entry.
+bool ChromeTraceParser::TakeEntries()
 {
-    mEvent = &mBatch->AddEvent();
-    if (const char* const end = PlainEventReader::sRead(mScanner.GetCursor(), *mBatch, *mEvent); end != nullptr)
-    {
-        mScanner.MoveTo(end);
-        mEvent = nullptr;
-        return true;
-    }
-    mEvent->Clear();
-    mEvent->mHasRareMembers = true;
-    mContext.Clear();
-    if (!ParseEventMembers())
+    if (mWindow->mEndOfEntries == nullptr || mScanner.GetCursor() != mWindow->GetText().data())
     {
         return false;
     }
-    mEvent->mContext = mBatch->Keep(mContext.Finish());
-    mEvent->mMetadataName = {mBatch->Keep(mContext.GetName()), false};
-    mEvent->mHasAverage = mContext.HasAverage();
-    mEvent = nullptr;
-    return true;
-}
-
-bool ChromeTraceParser::ParseEventMembers()
-{
-    mScanner.Take();
-    if (mScanner.Peek() == '}')
-    {
-        mScanner.Take();
-        return true;
-    }
-    while (ParseEventMember())
-    {
-        const int next = mScanner.Peek();
-        if (next == '}')
-        {
-            mScanner.Take();
-            return true;
-        }
-        if (next != ',')
-        {
-            return next < 0 ? mScanner.FailAtEnd() : mScanner.Fail("',' or '}' is expected");
-        }
-        mScanner.Take();
-    }
-    return false;
-}
-
-bool ChromeTraceParser::ParseEventMember()
-{
-    JsonToken token;
-    if (!mScanner.ReadString(token))
-    {
-        return false;
-    }
-    const EEventKey key = gFindEventKey(token.mText);
-    if (!mScanner.TakeColon())
-    {
-        return false;
-    }
-    switch (key)
-    {
-    case EEventKey::Phase:
-        return ParsePhase();
-    case EEventKey::Name:
-        return ParseText(&ChromeEvent::mName);
-    case EEventKey::Category:
-        return ParseText(&ChromeEvent::mCategory);
-    case EEventKey::Time:
-        return ParseTime(&ChromeEvent::mTime);
-    case EEventKey::Duration:
-        return ParseTime(&ChromeEvent::mDuration);
-    case EEventKey::Process:
-        return ParseID(&ChromeEvent::mProcess);
-    case EEventKey::Thread:
-        return ParseID(&ChromeEvent::mThread);
-    case EEventKey::ID:
-        return ParseID(&ChromeEvent::mID);
-    case EEventKey::SplitID:
-        return ParseSplitID();
-    case EEventKey::Arguments:
-        return gNeedsArguments(mEvent->mPhase) ? mContext.Read(mScanner) : mScanner.SkipValue();
-    case EEventKey::Other:
-        break;
-    }
-    return mScanner.SkipValue();
-}
-
-bool ChromeTraceParser::ParsePhase()
-{
-    mEvent->mPhase = 0;
-    mEvent->mLongPhase = {};
-    if (mScanner.Peek() != '"')
-    {
-        return mScanner.SkipValue();
-    }
-    JsonToken token;
-    if (!mScanner.ReadString(token))
-    {
-        return false;
-    }
-    if (token.mText.size() == 1)
-    {
-        mEvent->mPhase = token.mText.front();
-    }
-    else
-    {
-        mEvent->mLongPhase = Keep(token);
-    }
-    return true;
-}
-
-/// The text stays until the window goes.
-std::string_view ChromeTraceParser::Keep(const JsonToken& token)
-{
-    return token.mIsInWindow ? token.mText : mBatch->Keep(token.mText);
-}
-
-/// A number counts as its spelling. Anything else is passed over, and is no text.
-bool ChromeTraceParser::ReadStringOrNumber(std::optional<EventText>& text)
-{
-    text.reset();
-    const int first = mScanner.Peek();
-    const bool isString = first == '"';
-    if (!isString && first != '-' && (first < '0' || first > '9'))
-    {
-        return mScanner.SkipValue();
-    }
-    JsonToken token;
-    if (!(isString ? mScanner.ReadString(token) : mScanner.ReadNumber(token)))
-    {
-        return false;
-    }
-    text = {Keep(token), token.mIsNonAscii};
-    return true;
-}
-
-bool ChromeTraceParser::ParseText(EventText ChromeEvent::*member)
-{
-    std::optional<EventText> text;
-    if (!ReadStringOrNumber(text))
-    {
-        return false;
-    }
-    mEvent->*member = text.value_or(EventText());
-    return true;
-}
-
-bool ChromeTraceParser::ParseID(TraceIDView ChromeEvent::*member)
-{
-    std::optional<EventText> text;
-    if (!ReadStringOrNumber(text))
-    {
-        return false;
-    }
-    TraceIDView& id = mEvent->*member;
-    id = {};
-    if (text)
-    {
-        id.Assign(text->mText);
-    }
-    return true;
-}
-
-bool ChromeTraceParser::ParseTime(EventTime ChromeEvent::*member)
-{
-    mEvent->*member = {false, EDecimal::NotANumber, {}};
-    JsonToken token;
-    switch (mScanner.Peek())
-    {
-    case '"':
-        if (!mScanner.ReadString(token))
-        {
-            return false;
-        }
-        break;
-    case 'n':
-        (mEvent->*member).mIsMissing = true;
-        return mScanner.SkipValue();
-    case 't':
-    case 'f':
-    case '[':
-    case '{':
-        return mScanner.SkipValue();
-    default:
-        if (!mScanner.ReadNumber(token))
-        {
-            return false;
-        }
-        break;
-    }
-    if (!token.mIsCut)
-    {
-        EventTime& time = mEvent->*member;
-        time.mState = gParseDecimalMicroseconds(token.mText, time.mTime);
-    }
-    return true;
-}
-
-bool ChromeTraceParser::ParseSplitID()
-{
-    if (mScanner.Peek() != '{')
-    {
-        return mScanner.SkipValue();
-    }
-    mScanner.Take();
-    bool isEnd = mScanner.Peek() == '}';
-    if (isEnd)
-    {
-        mScanner.Take();
-    }
-    while (!isEnd)
-    {
-        JsonToken key;
-        if (!mScanner.ReadString(key))
-        {
-            return false;
-        }
-        TraceIDView ChromeEvent::*const member = key.mText == "local"    ? &ChromeEvent::mLocalID
-                                                 : key.mText == "global" ? &ChromeEvent::mGlobalID
-                                                                         : nullptr;
-        if (!mScanner.TakeColon() || !(member != nullptr ? ParseID(member) : mScanner.SkipValue()) ||
-            !TakeSeparator('}', isEnd))
-        {
-            return false;
-        }
-    }
+    mSource.Take(*mWindow);
+    mScanner.MoveTo(mWindow->mEndOfEntries);
     return true;
 }
 
@@ -434,17 +172,17 @@ void ChromeTraceParser::NoteScannerFault()
 {
     if (!mHasEvents)
     {
-        mFaults.clear();
+        mEvents.ClearFaults();
     }
     const bool isEnd = mScanner.IsAtEnd();
-    mFaults.push_back({isEnd ? DescribeEnd() : mScanner.GetFault(), mScanner.GetFaultOffset(), isEnd});
+    mEvents.AddFault({isEnd ? DescribeEnd() : mScanner.GetFault(), mScanner.GetFaultOffset(), isEnd});
 }
 
 std::string ChromeTraceParser::DescribeEnd() const
 {
     if (!mHasEvents)
     {
-        return mTextSize == 0 ? "the file is empty" : "the file ends before any event";
+        return !mHasText ? "the file is empty" : "the file ends before any event";
     }
     switch (mPlace)
     {

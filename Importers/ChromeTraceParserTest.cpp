@@ -1,7 +1,8 @@
 #include "Importers/ChromeTraceParser.h"
 #include "Importers/JsonTestSupport.h"
-
+#include "Importers/TraceWindow.h"
 #include "Importers/Utf8.h"
+#include "Importers/WindowParser.h"
 
 #include <algorithm>
 #include <array>
@@ -52,18 +53,28 @@ std::string Describe(const ChromeEvent& event)
     return text + "\n";
 }
 
-/// A text in windows of one size, and what was read from them.
-class Windows final : public BatchSource
+/// Says what it takes.
+class Notes final : public EntryTarget
 {
 public:
-    std::string Parse(std::string_view text, std::size_t size)
+    void OnEntry(const ChromeEvent& event) override { mText += Describe(event); }
+
+    std::string mText;
+};
+
+/// A text in windows of one size or, where entries are read ahead, up to the next bracket: that may begin one.
+class Windows final : public TraceSource
+{
+public:
+    std::string Parse(std::string_view text, std::size_t size, bool readsAhead = false)
     {
         mText = text;
         mSize = size;
-        mEvents.clear();
-        ChromeTraceParser parser(*this);
+        mReadsAhead = readsAhead;
+        mNotes.mText.clear();
+        ChromeTraceParser parser(*this, mNotes);
         const bool isTrace = parser.Parse();
-        std::string result = mEvents + (isTrace ? "trace" : "no trace");
+        std::string result = mNotes.mText + (isTrace ? "trace" : "no trace");
         for (const TextFault& fault : parser.GetFaults())
         {
             result += "\n" + std::to_string(fault.mOffset) + " " + fault.mReason;
@@ -71,29 +82,34 @@ public:
         return result;
     }
 
+    std::size_t GetNumTaken() const { return mNumTaken; }
+
 private:
-    EventBatch& Receive() override
+    TraceWindow& Receive() override
     {
-        EventBatch& batch = mBatches[mNext++ % mBatches.size()];
-        const std::string_view piece = mText.substr(0, mSize);
+        const std::size_t end = mReadsAhead ? std::min(mText.find('{', mSize), mText.size()) : mSize;
+        const std::string_view piece = mText.substr(0, end);
         mText.remove_prefix(piece.size());
-        std::copy(piece.begin(), piece.end(), batch.Clear().begin());
-        batch.SetTextSize(piece.size());
-        return batch;
+        std::copy(piece.begin(), piece.end(), mWindow.GetBuffer().begin());
+        mWindow.SetTextSize(piece.size());
+        mAhead.mText.clear();
+        mWindow.mEndOfEntries = mReadsAhead ? mParser.Read(mWindow.GetText(), mAhead) : nullptr;
+        return mWindow;
     }
-    void Send(EventBatch& batch) override
+    void Take(TraceWindow&) override
     {
-        for (std::size_t i = 0; i < batch.GetNumEvents(); ++i)
-        {
-            mEvents += Describe(batch.GetEvent(i));
-        }
+        mNotes.mText += mAhead.mText;
+        ++mNumTaken;
     }
 
     std::string_view mText;
     std::size_t mSize = 0;
-    std::string mEvents;
-    std::array<EventBatch, 2> mBatches;
-    std::size_t mNext = 0;
+    bool mReadsAhead = false;
+    Notes mNotes;
+    TraceWindow mWindow;
+    WindowParser mParser;
+    Notes mAhead;
+    std::size_t mNumTaken = 0;
 };
 
 const std::string sTraces[] = {
@@ -107,8 +123,8 @@ const std::string sTraces[] = {
     R"([{"ts":9000000000000000000,"ts":1,"dur":01.5},{"ph":"X","ph":"","args":[1,"t"],"args":{"detail":"a"}}])",
 };
 
-/// An event that a window cuts is read by the scanner, the same event in one piece by the reader of plain events: all
-/// that may be told of it is the same, faults and where they lie too.
+/// An event that a window cuts is read by the scanner, the same event in one piece by the reader of plain events, and
+/// perhaps before its turn: all that may be told of it is the same, faults and where they lie too.
 TEST(ChromeTraceParser, WindowsDoNotMatter)
 {
     constexpr std::string_view characters = "{}[]\",:0123456789eE+-.\\/un tfalsr\n\x7F\x80\xC3";
@@ -123,9 +139,11 @@ TEST(ChromeTraceParser, WindowsDoNotMatter)
         const std::string whole = windows.Parse(text, text.size());
         ASSERT_EQ(windows.Parse(text, 1 + random() % text.size()), whole) << text;
         ASSERT_EQ(windows.Parse(text, 1 + random() % 4), whole) << text;
+        ASSERT_EQ(windows.Parse(text, 1 + random() % text.size(), true), whole) << text;
         numTraces += whole.ends_with("\ntrace") ? 1 : 0;
     }
     EXPECT_GT(numTraces, 5'000u) << "most changes leave a trace";
+    EXPECT_GT(windows.GetNumTaken(), 1'000u) << "many entries are read ahead";
 }
 
 TEST(ChromeTraceParser, ContextsUpToTheLimitAreTheSame)

@@ -181,37 +181,6 @@ EDecimal ParseAny(std::string_view text, DecimalTime& time)
 }
 }
 
-std::optional<std::int64_t> DecimalTime::Round() const
-{
-    if (mFraction < sFractionsPerNanosecond / 2)
-    {
-        return mNanoseconds;
-    }
-    if (mNanoseconds == std::numeric_limits<std::int64_t>::max())
-    {
-        return std::nullopt;
-    }
-    return mNanoseconds + 1;
-}
-
-std::optional<DecimalTime> gAdd(const DecimalTime& a, const DecimalTime& b)
-{
-    DecimalTime sum;
-    sum.mFraction = a.mFraction + b.mFraction;
-    std::int64_t carry = 0;
-    if (sum.mFraction >= DecimalTime::sFractionsPerNanosecond)
-    {
-        sum.mFraction -= DecimalTime::sFractionsPerNanosecond;
-        carry = 1;
-    }
-    if (__builtin_add_overflow(a.mNanoseconds, b.mNanoseconds, &sum.mNanoseconds) ||
-        __builtin_add_overflow(sum.mNanoseconds, carry, &sum.mNanoseconds))
-    {
-        return std::nullopt;
-    }
-    return sum;
-}
-
 EDecimal gParseDecimalMicroseconds(std::string_view text, DecimalTime& time)
 {
     // What nearly every trace holds: at most the 16 digits of a clock that counts from 1970, and three behind the

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -21,11 +22,35 @@ struct DecimalTime
 
     /// The nearest nanosecond, upwards from the middle. This keeps order: of two times the later is never rounded to
     /// below the earlier, so that an interval which encloses another still does. Nothing when it is too large.
-    std::optional<std::int64_t> Round() const;
+    std::optional<std::int64_t> Round() const
+    {
+        if (mFraction < sFractionsPerNanosecond / 2) [[likely]]
+        {
+            return mNanoseconds;
+        }
+        return mNanoseconds != std::numeric_limits<std::int64_t>::max() ? std::optional(mNanoseconds + 1)
+                                                                        : std::nullopt;
+    }
 };
 
 /// Nothing when the sum is out of range.
-std::optional<DecimalTime> gAdd(const DecimalTime& a, const DecimalTime& b);
+inline std::optional<DecimalTime> gAdd(const DecimalTime& a, const DecimalTime& b)
+{
+    DecimalTime sum;
+    sum.mFraction = a.mFraction + b.mFraction;
+    std::int64_t carry = 0;
+    if (sum.mFraction >= DecimalTime::sFractionsPerNanosecond)
+    {
+        sum.mFraction -= DecimalTime::sFractionsPerNanosecond;
+        carry = 1;
+    }
+    if (__builtin_add_overflow(a.mNanoseconds, b.mNanoseconds, &sum.mNanoseconds) ||
+        __builtin_add_overflow(sum.mNanoseconds, carry, &sum.mNanoseconds)) [[unlikely]]
+    {
+        return std::nullopt;
+    }
+    return sum;
+}
 
 enum class EDecimal : std::uint8_t
 {

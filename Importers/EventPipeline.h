@@ -1,67 +1,112 @@
 #pragma once
 
 #include "Importers/ChromeTraceParser.h"
-#include "Importers/EventBatch.h"
+#include "Importers/EventRecords.h"
+#include "Importers/RecordMaker.h"
+#include "Importers/TraceWindow.h"
+#include "Importers/WindowParser.h"
 #include "Utility/Mutex.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Importers
 {
+class IntervalCollector;
 class TraceReader;
 
-/// Reads a trace on a thread of its own, a few windows ahead of the one that takes the events. All operations are for
-/// that one; the thread ends with the object at the latest.
-class EventPipeline final : private BatchSource
+/// Reads a trace with several threads, the caller's among them. The text is cut in front of what looks like an entry,
+/// and whoever has nothing to do makes records of the next window. The caller's thread takes them over in the order of
+/// the text where the guess was right, and reads all that is left by itself, so that nothing depends on guesses and
+/// threads. All operations are for that thread.
+class EventPipeline final : private TraceSource
 {
 public:
-    /// The reader is the pipeline's until Next has returned null.
-    explicit EventPipeline(TraceReader& reader);
+    /// All must outlive the pipeline.
+    EventPipeline(
+        TraceReader& reader, const std::optional<std::string>& process, TextArena& texts, IntervalCollector& collector);
     ~EventPipeline() override;
     EventPipeline(const EventPipeline&) = delete;
     EventPipeline& operator=(const EventPipeline&) = delete;
 
-    /// The next events, until the next call; null when there are no more. An exception of the other thread comes here.
-    const EventBatch* Next();
+    /// Gives all records to the collector. `goesOn` is asked with the position in the file for each window: a false
+    /// ends the reading as if the text did. False when the text is no trace. Once. When it is left by an exception, the
+    /// other threads run until the end of the object.
+    [[nodiscard]] bool Read(const std::function<bool(std::uint64_t)>& goesOn);
 
-    // Once Next has returned null:
-    bool IsTrace() const { return mIsTrace; }
     const ChromeTraceParser& GetParser() const { return mParser; }
+    /// How far the text was read to come to where the parser has ended, whatever others had read by then.
+    const ReadState& GetReadState() const;
 
 private:
-    /// One that is filled, one that is collected, and some between so that neither thread waits for the other's pace.
-    static constexpr std::size_t sNumBatches = 5;
+    /// Makes records of windows ahead of the parser.
+    struct Maker
+    {
+        Maker(TextArena& texts, const std::optional<std::string>& process) : mRecords(texts, process) {}
 
-    // On the other thread.
-    void Run();
-    EventBatch& Receive() override;
-    void Send(EventBatch& batch) override;
+        RecordMaker mRecords;
+        WindowParser mParser;
+    };
+    struct Waiting
+    {
+        TraceWindow* mWindow = nullptr;
+        bool mIsReady = false;
+    };
 
-    TraceReader& mReader;
+    static std::size_t sCountThreads();
+
+    TraceWindow& Receive() override;
+    void Take(TraceWindow& window) override;
+    void AddOwnRecords();
+    void Release();
+    /// The window whose turn it is; null when it is not ready.
+    TraceWindow* TakeReady();
+    bool MayReadAhead() REQUIRES(mMutex);
+    void WaitForReady();
+    void Stop();
+
+    // On any of the threads.
+    bool ReadAhead(std::size_t maker);
+    void Fill(TraceWindow& window) REQUIRES(mReadMutex);
+    void Help(std::size_t maker);
+
+    IntervalCollector& mCollector;
+    std::vector<std::unique_ptr<Maker>> mMakers;
+    std::vector<std::unique_ptr<TraceWindow>> mWindows;
+
+    // The caller's thread: what the parser has, and the records that it makes itself.
+    TraceWindow* mCurrent = nullptr;
+    RecordMaker mOwnMaker;
+    EventRecords mOwnRecords;
     ChromeTraceParser mParser;
-    std::vector<std::unique_ptr<EventBatch>> mBatches;
-    EventBatch* mCurrent = nullptr;
+    const std::function<bool(std::uint64_t)>* mGoesOn = nullptr;
+
+    /// Held while a window is filled, so that they follow each other as their texts do. Comes before mMutex.
+    Utility::Mutex mReadMutex;
+    TraceReader& mReader GUARDED_BY(mReadMutex);
+    ReadState mReadState GUARDED_BY(mReadMutex);
+    /// What goes with the next window: an entry and what follows.
+    std::string mRest GUARDED_BY(mReadMutex);
 
     Utility::Mutex mMutex;
     Utility::ConditionVariable mChanged;
-    std::vector<EventBatch*> mFree GUARDED_BY(mMutex);
-    std::deque<EventBatch*> mDone GUARDED_BY(mMutex);
-    bool mIsFinished GUARDED_BY(mMutex) = false;
+    std::vector<TraceWindow*> mFree GUARDED_BY(mMutex);
+    /// In the order of the text.
+    std::deque<Waiting> mWaiting GUARDED_BY(mMutex);
+    bool mIsAtEnd GUARDED_BY(mMutex) = false;
     bool mIsStopped GUARDED_BY(mMutex) = false;
+    std::exception_ptr mException GUARDED_BY(mMutex);
 
-    // Of the other thread until it has finished.
-    bool mIsTrace = false;
-    std::exception_ptr mException;
-
-    /// The last member: it runs as soon as it is there.
-    std::thread mThread;
+    /// Last: they run as soon as they are there.
+    std::vector<std::thread> mThreads;
 };
 }

@@ -1,28 +1,13 @@
 #include "Importers/IntervalCollector.h"
 
-#include "Importers/EventBatch.h"
 #include "Importers/MarkPairer.h"
 #include "Importers/Utf8.h"
 
 #include <algorithm>
-#include <limits>
 #include <tuple>
 
 namespace Importers
 {
-namespace
-{
-constexpr std::string_view sUnnamed = "(unnamed)";
-constexpr std::string_view sNoCategory = "(no category)";
-constexpr std::string_view sSummaryPrefix = "Total ";
-
-/// Both ends of the range are left to those who need values beyond all times.
-bool IsUsable(std::int64_t time)
-{
-    return time > std::numeric_limits<std::int64_t>::min() && time < std::numeric_limits<std::int64_t>::max();
-}
-}
-
 IntervalCollector::IntervalCollector(const std::optional<std::string>& process, ImportReport& report) : mReport(report)
 {
     if (process)
@@ -31,266 +16,126 @@ IntervalCollector::IntervalCollector(const std::optional<std::string>& process, 
     }
 }
 
-void IntervalCollector::Add(const EventBatch& batch)
+void IntervalCollector::Learn(std::size_t maker, const EventRecords& records)
 {
-    // A context may be compared with one that was stored long ago: what that takes is fetched some events ahead.
-    constexpr std::size_t ahead = 8;
-
-    std::array<std::uint64_t, ahead> hashes{};
-    const std::size_t numEvents = batch.GetNumEvents();
-    for (std::size_t i = 0; i < numEvents + ahead; ++i)
+    mNumbers.resize(std::max(mNumbers.size(), maker + 1));
+    Numbers& numbers = mNumbers[maker];
+    mNumContexts += records.mNumNewContexts;
+    for (StoredText* const name : records.mNewNames)
     {
-        if (i >= ahead)
-        {
-            mContextHash = hashes[i % ahead];
-            Add(batch.GetEvent(i - ahead));
-        }
-        if (i < numEvents)
-        {
-            hashes[i % ahead] = mContexts.Prepare(batch.GetEvent(i).mContext);
-        }
+        numbers.mNames.push_back(mNames.Adopt(*name));
+    }
+    for (StoredText* const key : records.mNewKeys)
+    {
+        numbers.mKeys.push_back(mKeys.Adopt(*key));
+    }
+    for (const EventRecords::NewThread& thread : records.mNewThreads)
+    {
+        numbers.mThreads.push_back(
+            thread.mIsAsync ? mThreads.FindAsyncThread(mThreads.FindProcess(thread.mProcess), thread.mCategory)
+                            : mThreads.FindThread(thread.mProcess, thread.mThread));
     }
 }
 
-void IntervalCollector::Add(const ChromeEvent& event)
+void IntervalCollector::Add(std::size_t maker, const EventRecords& records)
 {
-    ++mReport.mNumEvents;
-    if (!event.mIsObject)
+    const Numbers& numbers = mNumbers[maker];
+    for (const std::uint32_t number : records.mUsedThreads)
     {
-        Reject(ERejection::NotAnObject);
+        TraceProcess& process = mThreads.GetProcessOf(mThreads.GetThreads()[numbers.mThreads[number]]);
+        process.mHasEvents = true;
+        process.mIsImported = !mWantedProcess || process.mID == *mWantedProcess;
     }
-    else if (gIsIntervalPhase(event.mPhase))
+    const std::uint64_t numBefore = mReport.mNumEvents;
+    for (const EventRecord& record : records.mRecords)
     {
-        AddIntervalEvent(event);
+        if (record.GetKind() == EventRecord::EKind::Metadata)
+        {
+            AddMetadata(records.mMetadata[record.mName]);
+        }
+        else
+        {
+            AddRecord(numbers, record, numBefore);
+        }
     }
-    else if (event.mPhase == gMetadataPhase)
+    for (const auto& [phase, count] : records.mSkippedPhases)
     {
-        AddMetadata(event);
+        AddSkipped(phase, count);
     }
-    else
+    AddCounts(records.mCounts);
+}
+
+void IntervalCollector::AddCounts(const ImportReport& counts)
+{
+    mReport.mNumEvents += counts.mNumEvents;
+    mReport.mNumComplete += counts.mNumComplete;
+    mReport.mNumMetadata += counts.mNumMetadata;
+    mReport.mNumSkipped += counts.mNumSkipped;
+    mReport.mNumRejected += counts.mNumRejected;
+    mReport.mNumUnfinished += counts.mNumUnfinished;
+    mReport.mNumSummaries += counts.mNumSummaries;
+    mReport.mNumOtherProcesses += counts.mNumOtherProcesses;
+    for (std::size_t i = 0; i < counts.mRejectedByReason.size(); ++i)
     {
-        CountSkipped(event);
+        mReport.mRejectedByReason[i] += counts.mRejectedByReason[i];
     }
 }
 
-void IntervalCollector::CountSkipped(const ChromeEvent& event)
+void IntervalCollector::AddSkipped(const std::string& phase, std::uint64_t count)
 {
     // A hostile file could have as many phases as events.
     constexpr std::size_t mostPhases = 256;
     constexpr std::size_t longestPhase = 32;
 
-    const std::string_view phase = event.mPhase != 0 ? std::string_view(&event.mPhase, 1) : event.mLongPhase;
-    if (phase.empty())
-    {
-        Reject(ERejection::NoPhase);
-        return;
-    }
-    ++mReport.mNumSkipped;
-    std::uint64_t*& counter = mSkippedByLetter[static_cast<unsigned char>(event.mPhase)];
-    if (event.mPhase == 0 || counter == nullptr)
-    {
-        std::string valid;
-        gAppendValidUtf8(valid, phase);
-        valid = gCutUtf8(valid, longestPhase);
-        const bool isKnown = mReport.mSkippedByPhase.contains(valid);
-        counter = &mReport.mSkippedByPhase[isKnown || mReport.mSkippedByPhase.size() < mostPhases ? valid : "(others)"];
-    }
-    ++*counter;
+    std::string valid;
+    gAppendValidUtf8(valid, phase);
+    valid = gCutUtf8(valid, longestPhase);
+    const bool isKnown = mReport.mSkippedByPhase.contains(valid);
+    mReport.mSkippedByPhase[isKnown || mReport.mSkippedByPhase.size() < mostPhases ? valid : "(others)"] += count;
 }
 
-void IntervalCollector::AddMetadata(const ChromeEvent& event)
+void IntervalCollector::AddMetadata(const EventRecords::Metadata& metadata)
 {
-    ++mReport.mNumMetadata;
-    const std::string_view name = MakeValid(event.mMetadataName);
-    if (name.empty())
+    if (metadata.mIsThread)
     {
-        return;
-    }
-    if (event.mName.mText == "process_name")
-    {
-        mThreads.GetProcesses()[mThreads.FindProcess(event.mProcess.ToID())].mName = name;
-    }
-    else if (event.mName.mText == "thread_name")
-    {
-        mThreads.GetThreads()[mThreads.FindThread(event.mProcess, event.mThread)].mName = name;
-    }
-}
-
-void IntervalCollector::AddIntervalEvent(const ChromeEvent& event)
-{
-    const std::uint32_t index = mThreads.FindThread(event.mProcess, event.mThread);
-    TraceThread& thread = mThreads.GetThreads()[index];
-    TraceProcess& process = mThreads.GetProcessOf(thread);
-    if (!process.mHasEvents)
-    {
-        process.mHasEvents = true;
-        process.mIsImported = !mWantedProcess || process.mID == *mWantedProcess;
-    }
-    if (event.mPhase == 'b' || event.mPhase == 'e')
-    {
-        // The other end may come from another process.
-        AddAsyncMark(event, thread.mProcess);
-    }
-    else if (!process.mIsImported)
-    {
-        ++mReport.mNumOtherProcesses;
-    }
-    else if (event.mPhase == 'X')
-    {
-        AddComplete(thread, event);
+        mThreads.GetThreads()[mThreads.FindThread(metadata.mProcess, metadata.mThread)].mName = metadata.mName;
     }
     else
     {
-        AddMark(thread, event);
+        mThreads.GetProcesses()[mThreads.FindProcess(metadata.mProcess)].mName = metadata.mName;
     }
 }
 
-void IntervalCollector::AddComplete(TraceThread& thread, const ChromeEvent& event)
+void IntervalCollector::AddRecord(const Numbers& numbers, const EventRecord& record, std::uint64_t numBefore)
 {
-    if (event.mHasAverage && event.mName.mText.starts_with(sSummaryPrefix))
+    const std::uint32_t threadNumber = numbers.mThreads[record.mThread];
+    const std::uint32_t name = record.mName == EventRecord::sNoName ? Mark::sNoName : numbers.mNames[record.mName];
+    const auto order = static_cast<std::uint32_t>(numBefore + record.GetOrder());
+    switch (record.GetKind())
     {
-        ++mReport.mNumSummaries;
-        return;
-    }
-    Interval interval{};
-    if (!ReadTime(event.mTime, interval.mStart))
+    case EventRecord::EKind::Complete:
+        mThreads.GetThreads()[threadNumber].mIntervals.Add(
+            {record.mStart, record.mEnd, name, record.mContext, order, Interval::sLast});
+        break;
+    case EventRecord::EKind::Begin:
+    case EventRecord::EKind::End:
+        mThreads.GetThreads()[threadNumber].mMarks.Add(
+            {record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::End});
+        break;
+    case EventRecord::EKind::AsyncBegin:
+    case EventRecord::EKind::AsyncEnd:
     {
-        return;
+        AsyncMark mark{};
+        static_cast<Mark&>(mark) = {
+            record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::AsyncEnd};
+        mark.mKey = numbers.mKeys[static_cast<std::size_t>(record.mKey)];
+        mark.mThread = threadNumber;
+        mAsyncMarks.Add(mark);
+        break;
     }
-    const EventTime& duration = event.mDuration;
-    if (duration.mIsMissing)
-    {
-        ++mReport.mNumUnfinished;
-        return;
+    case EventRecord::EKind::Metadata:
+        break;
     }
-    if (duration.mState != EDecimal::Valid)
-    {
-        Reject(duration.mState == EDecimal::OutOfRange ? ERejection::TimeOutOfRange : ERejection::BadDuration);
-        return;
-    }
-    if (duration.mTime < DecimalTime())
-    {
-        Reject(ERejection::NegativeDuration);
-        return;
-    }
-    // The sum is rounded rather than its parts, so that what nests in the trace nests here.
-    const std::optional<DecimalTime> sum = gAdd(event.mTime.mTime, duration.mTime);
-    const std::optional<std::int64_t> end = sum ? sum->Round() : std::nullopt;
-    if (!end || !IsUsable(*end))
-    {
-        Reject(ERejection::TimeOutOfRange);
-        return;
-    }
-    interval.mEnd = *end;
-    interval.mName = InternName(event.mName);
-    interval.mContext = mContexts.Add(event.mContext, mContextHash);
-    interval.mOrder = static_cast<std::uint32_t>(mReport.mNumEvents);
-    thread.mIntervals.Add(interval);
-    ++mReport.mNumComplete;
-}
-
-void IntervalCollector::AddMark(TraceThread& thread, const ChromeEvent& event)
-{
-    std::int64_t time = 0;
-    if (ReadTime(event.mTime, time))
-    {
-        thread.mMarks.Add(MakeMark(event, time, event.mPhase == 'E'));
-    }
-}
-
-void IntervalCollector::AddAsyncMark(const ChromeEvent& event, std::uint32_t process)
-{
-    std::int64_t time = 0;
-    if (!ReadTime(event.mTime, time))
-    {
-        return;
-    }
-    if (event.mID.IsMissing() && event.mLocalID.IsMissing() && event.mGlobalID.IsMissing())
-    {
-        Reject(ERejection::NoAsyncID);
-        return;
-    }
-    const std::string_view category = MakeValid(event.mCategory);
-    AsyncMark mark{};
-    mark.mThread = mThreads.FindAsyncThread(process, category.empty() ? sNoCategory : category);
-    static_cast<Mark&>(mark) = MakeMark(event, time, event.mPhase == 'e');
-    mark.mKey = InternKey(event);
-    mAsyncMarks.Add(mark);
-}
-
-void IntervalCollector::Reject(ERejection reason)
-{
-    ++mReport.mNumRejected;
-    ++mReport.mRejectedByReason[static_cast<std::size_t>(reason)];
-}
-
-bool IntervalCollector::ReadTime(const EventTime& field, std::int64_t& time)
-{
-    if (field.mIsMissing)
-    {
-        Reject(ERejection::NoTime);
-        return false;
-    }
-    if (field.mState == EDecimal::NotANumber)
-    {
-        Reject(ERejection::BadTime);
-        return false;
-    }
-    const std::optional<std::int64_t> rounded = field.mState == EDecimal::Valid ? field.mTime.Round() : std::nullopt;
-    if (!rounded || !IsUsable(*rounded))
-    {
-        Reject(ERejection::TimeOutOfRange);
-        return false;
-    }
-    time = *rounded;
-    return true;
-}
-
-Mark IntervalCollector::MakeMark(const ChromeEvent& event, std::int64_t time, bool isEnd)
-{
-    const bool isNameless = isEnd && event.mName.mText.empty();
-    return {time, isNameless ? Mark::sNoName : InternName(event.mName), mContexts.Add(event.mContext, mContextHash),
-        static_cast<std::uint32_t>(mReport.mNumEvents), isEnd};
-}
-
-std::uint32_t IntervalCollector::InternName(const EventText& name)
-{
-    return mNames.Intern(name.mText.empty() ? sUnnamed : MakeValid(name));
-}
-
-/// Valid until the next call.
-std::string_view IntervalCollector::MakeValid(const EventText& text)
-{
-    if (!text.mIsNonAscii || gCountValidUtf8(text.mText) == text.mText.size())
-    {
-        return text.mText;
-    }
-    mValidText.clear();
-    gAppendValidUtf8(mValidText, text.mText);
-    return mValidText;
-}
-
-/// Operations are the same when category and id are; a local id counts within its process.
-std::uint32_t IntervalCollector::InternKey(const ChromeEvent& event)
-{
-    const auto append = [this](char kind, const TraceIDView& id) {
-        mKeyText += kind;
-        mKeyText += id.mKind == TraceID::EKind::Number ? std::to_string(id.mNumber) : std::string(id.mText);
-        mKeyText += '\0';
-    };
-
-    mKeyText.assign(event.mCategory.mText);
-    mKeyText += '\0';
-    if (!event.mLocalID.IsMissing())
-    {
-        append('p', event.mProcess.IsMissing() ? TraceIDView{TraceID::EKind::Number, 0, {}} : event.mProcess);
-        append('l', event.mLocalID);
-    }
-    else
-    {
-        append('g', event.mGlobalID.IsMissing() ? event.mID : event.mGlobalID);
-    }
-    return mKeys.Intern(mKeyText);
 }
 
 void IntervalCollector::Finish()

@@ -1,53 +1,55 @@
 #pragma once
 
-#include "Importers/ChromeEvent.h"
+#include "Importers/EventRecords.h"
 #include "Importers/ImportReport.h"
 #include "Importers/Interval.h"
 #include "Importers/RecordArray.h"
 #include "Importers/TextTable.h"
 #include "Importers/ThreadTable.h"
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Importers
 {
-class EventBatch;
-
-/// Turns the entries of a trace into intervals of threads, and counts what it leaves out.
+/// Turns the records of a trace into intervals of threads, and sums up what was left out. One thread.
 class IntervalCollector
 {
 public:
-    /// With `process` only that one is imported. `report` must outlive the collector.
+    /// With `process` only that one is imported. `report` must outlive the collector, as must the texts of the records.
     IntervalCollector(const std::optional<std::string>& process, ImportReport& report);
 
-    /// All events of it. In the order of the file.
-    void Add(const EventBatch& batch);
+    /// What one maker has numbered. Each of its records comes here, in the order in which it made them, before any of
+    /// them is added.
+    void Learn(std::size_t maker, const EventRecords& records);
+    /// In the order of the file.
+    void Add(std::size_t maker, const EventRecords& records);
 
     /// Pairs begins and ends. No more events after this.
     void Finish();
 
     ThreadTable& GetThreads() { return mThreads; }
     NameTable& GetNames() { return mNames; }
-    ContextTable& GetContexts() { return mContexts; }
+    /// Contexts that are stored, some of them more than once.
+    std::size_t GetNumContexts() const { return mNumContexts; }
 
 private:
-    void Add(const ChromeEvent& event);
-    void CountSkipped(const ChromeEvent& event);
-    void AddMetadata(const ChromeEvent& event);
-    void AddIntervalEvent(const ChromeEvent& event);
-    void AddComplete(TraceThread& thread, const ChromeEvent& event);
-    void AddMark(TraceThread& thread, const ChromeEvent& event);
-    void AddAsyncMark(const ChromeEvent& event, std::uint32_t process);
-    void Reject(ERejection reason);
-    bool ReadTime(const EventTime& field, std::int64_t& time);
-    Mark MakeMark(const ChromeEvent& event, std::int64_t time, bool isEnd);
-    std::uint32_t InternName(const EventText& name);
-    std::string_view MakeValid(const EventText& text);
-    std::uint32_t InternKey(const ChromeEvent& event);
+    /// What the numbers of a maker stand for here.
+    struct Numbers
+    {
+        std::vector<std::uint32_t> mNames;
+        std::vector<std::uint32_t> mKeys;
+        std::vector<std::uint32_t> mThreads;
+    };
+
+    void AddCounts(const ImportReport& counts);
+    void AddSkipped(const std::string& phase, std::uint64_t count);
+    void AddMetadata(const EventRecords::Metadata& metadata);
+    void AddRecord(const Numbers& numbers, const EventRecord& record, std::uint64_t numBefore);
 
     void PairMarks();
     void PairAsyncMarks();
@@ -56,17 +58,13 @@ private:
 
     std::optional<TraceID> mWantedProcess;
     ImportReport& mReport;
+    /// By maker.
+    std::vector<Numbers> mNumbers;
     ThreadTable mThreads;
     NameTable mNames;
-    ContextTable mContexts;
-    /// Of the context of the event that is added.
-    std::uint64_t mContextHash = 0;
     /// Of asynchronous operations.
     NameTable mKeys;
     RecordArray<AsyncMark> mAsyncMarks;
-    /// Of the report, by the letter of the phase, once that has occurred.
-    std::array<std::uint64_t*, 256> mSkippedByLetter{};
-    std::string mValidText;
-    std::string mKeyText;
+    std::size_t mNumContexts = 0;
 };
 }

@@ -166,6 +166,7 @@ public:
     /// Where the text goes on in the window; Take and Peek leave it there. The caller may move it behind values that it
     /// has read by itself, within the window.
     const char* GetCursor() const { return mCursor; }
+    const char* GetWindowEnd() const { return mEnd; }
     void MoveTo(const char* cursor) { mCursor = cursor; }
 
     static bool sIsWhitespace(unsigned char character)

@@ -19,7 +19,7 @@ bool MarkSent(StoredText& text)
 }
 
 LaneMerger::LaneMerger(
-    std::span<const RecordingThread> threads, NameTable& names, ContextTable& contexts, std::int64_t origin)
+    std::span<const RecordingThread> threads, NameTable& names, TextArena& contexts, std::int64_t origin)
     : mNames(names),
       mContexts(contexts),
       mOrigin(origin)

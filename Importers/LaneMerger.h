@@ -15,9 +15,9 @@ class Result;
 
 namespace Importers
 {
-class ContextTable;
 class EventSink;
 class NameTable;
+class TextArena;
 struct RecordedEvent;
 
 /// Sends the intervals of all threads as begin and end events in the order of time. On each thread they come in nesting
@@ -28,7 +28,7 @@ class LaneMerger
 {
 public:
     /// `origin` is the time 0 of the recording. All that is given must outlive the merger.
-    LaneMerger(std::span<const RecordingThread> threads, NameTable& names, ContextTable& contexts, std::int64_t origin);
+    LaneMerger(std::span<const RecordingThread> threads, NameTable& names, TextArena& contexts, std::int64_t origin);
 
     /// Sends at most `count` intervals, and all that ends meanwhile.
     [[nodiscard]] bool Send(std::uint64_t count, EventSink& sink, Utility::Result& result);
@@ -59,7 +59,7 @@ private:
     void SiftDown(std::size_t position);
 
     NameTable& mNames;
-    ContextTable& mContexts;
+    TextArena& mContexts;
     std::int64_t mOrigin;
     std::vector<Cursor> mCursors;
     /// The earliest first.

@@ -3,6 +3,7 @@
 #include "Importers/ContextBuilder.h"
 #include "Importers/JsonScanner.h"
 #include "Importers/TextBlock.h"
+#include "Importers/TraceWindow.h"
 #include "Importers/Utf8.h"
 
 #include <bit>
@@ -151,15 +152,15 @@ std::int32_t ParseHex(const char* cursor)
 }
 }
 
-PlainEventReader::PlainEventReader(EventBatch& batch, ChromeEvent& event)
+PlainEventReader::PlainEventReader(const char* end, char* room, ChromeEvent& event)
     : mEvent(event),
-      mEnd(batch.GetWindow().data() + batch.GetWindow().size()),
-      mOutput(batch.GetRoom())
+      mEnd(end),
+      mOutput(room)
 {}
 
-const char* PlainEventReader::sRead(const char* cursor, EventBatch& batch, ChromeEvent& event)
+const char* PlainEventReader::sRead(const char* cursor, const char* end, char* room, ChromeEvent& event)
 {
-    PlainEventReader reader(batch, event);
+    PlainEventReader reader(end, room, event);
     cursor = SkipSpace(cursor + 1);
     if (*cursor == '}')
     {
@@ -175,7 +176,6 @@ const char* PlainEventReader::sRead(const char* cursor, EventBatch& batch, Chrom
         cursor = SkipSpace(cursor);
         if (*cursor == '}')
         {
-            batch.TakeRoom(reader.mOutput);
             return cursor + 1;
         }
         if (*cursor != ',') [[unlikely]]
@@ -725,7 +725,7 @@ void PlainEventReader::Append(std::string_view text)
     {
         std::uint64_t mParts[2];
     };
-    static_assert(sizeof(Block) <= EventBatch::sPadding);
+    static_assert(sizeof(Block) <= TraceWindow::sPadding);
 
     for (std::size_t i = 0; i < text.size(); i += sizeof(Block))
     {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Importers/ChromeEvent.h"
-#include "Importers/EventBatch.h"
 #include "Importers/EventKey.h"
 
 #include <cstddef>
@@ -9,18 +8,19 @@
 
 namespace Importers
 {
-/// Reads events that stand whole in the window of a batch and are written as nearly all are. What is out of the
+/// Reads events that stand whole in a window and are written as nearly all are. What is out of the
 /// ordinary (a fault, an event that goes on in the next window, arguments beyond what a context may have) it leaves to
-/// the ChromeTraceParser, which then begins the event anew; what it reads it reads as that does, several times as fast.
+/// the EventParser, which then begins the event anew; what it reads it reads as that does, several times as fast.
 class PlainEventReader
 {
 public:
-    /// Reads the event whose '{' is at `cursor` into one that is empty. Gives what follows it in the window, or null
-    /// when it is not for this class: the event and the room for texts then hold anything.
-    static const char* sRead(const char* cursor, EventBatch& batch, ChromeEvent& event);
+    /// Reads the event whose '{' is at `cursor` into one that is empty. The window ends at `end`, with the padding of a
+    /// TraceWindow behind it; `room` is that of a TextRoom. Gives what follows the event in the window, or null when it
+    /// is not for this class: the event and the room then hold anything.
+    static const char* sRead(const char* cursor, const char* end, char* room, ChromeEvent& event);
 
 private:
-    PlainEventReader(EventBatch& batch, ChromeEvent& event);
+    PlainEventReader(const char* end, char* room, ChromeEvent& event);
 
     // Each takes the place where something begins and gives that behind it, or null.
     const char* ReadMember(const char* cursor);

@@ -2,66 +2,112 @@
 
 #include "Utility/Hash.h"
 
+#include <algorithm>
 #include <cstring>
-#include <limits>
 #include <new>
+#include <utility>
 
 namespace Importers
 {
-TextArena::Reference TextArena::Add(std::string_view text, std::uint64_t hash)
-{
-    static_assert(sizeof(StoredText) % sUnit == 0 && alignof(StoredText) <= sUnit);
-    static_assert(sizeof(StoredText) + sLongestText < sBlockSize);
+TextArena::TextArena() : mBlocks(std::make_unique<std::atomic<std::byte*>[]>(sMostBlocks)) {}
 
-    const std::size_t size = (sizeof(StoredText) + text.size() + sUnit - 1) / sUnit * sUnit;
-    if (text.size() > sLongestText)
+TextArena::~TextArena()
+{
+    for (std::size_t i = 0; i < mNumBlocks; ++i)
     {
-        return sNone;
+        delete[] mBlocks[i].load();
     }
-    if (size > sBlockSize - mUsed)
-    {
-        if (mBlocks.size() == std::size_t{std::numeric_limits<Reference>::max()} / sUnitsPerBlock)
-        {
-            return sNone;
-        }
-        mBlocks.push_back(std::make_unique_for_overwrite<std::byte[]>(sBlockSize));
-        mUsed = 0;
-    }
-    std::byte* const target = mBlocks.back().get() + mUsed;
-    new (target) StoredText{hash, static_cast<std::uint32_t>(text.size()), 0};
-    if (!text.empty())
-    {
-        std::memcpy(target + sizeof(StoredText), text.data(), text.size());
-    }
-    const std::size_t unit = (mBlocks.size() - 1) * sUnitsPerBlock + mUsed / sUnit;
-    mUsed += size;
-    return static_cast<Reference>(unit);
 }
 
-std::uint32_t NameTable::Intern(std::string_view text)
+std::size_t TextArena::AddBlock()
+{
+    // Relaxed: a number of its own is all that each thread needs.
+    const std::size_t index = mNumBlocks.fetch_add(1, std::memory_order_relaxed);
+    if (index >= sMostBlocks)
+    {
+        mNumBlocks.store(sMostBlocks, std::memory_order_relaxed);
+        return sMostBlocks;
+    }
+    mBlocks[index].store(new std::byte[sBlockSize], std::memory_order_relaxed);
+    return index;
+}
+
+TextWriter::Entry TextWriter::Add(std::string_view text, std::uint64_t hash)
+{
+    static_assert(sizeof(StoredText) % TextArena::sUnit == 0 && alignof(StoredText) <= TextArena::sUnit);
+    static_assert(sizeof(StoredText) + TextArena::sLongestText < TextArena::sBlockSize);
+
+    const std::size_t size = (sizeof(StoredText) + text.size() + TextArena::sUnit - 1) & ~(TextArena::sUnit - 1);
+    if (text.size() > TextArena::sLongestText)
+    {
+        return {};
+    }
+    if (size > mRoomSize)
+    {
+        const std::size_t block = mArena.AddBlock();
+        if (block == TextArena::sMostBlocks)
+        {
+            return {};
+        }
+        mRoom = mArena.mBlocks[block].load(std::memory_order_relaxed);
+        mRoomSize = TextArena::sBlockSize;
+        mRoomReference = static_cast<TextArena::Reference>(block * TextArena::sUnitsPerBlock);
+    }
+    auto* const stored = new (mRoom) StoredText{hash, static_cast<std::uint32_t>(text.size()), 0};
+    if (!text.empty())
+    {
+        std::memcpy(mRoom + sizeof(StoredText), text.data(), text.size());
+    }
+    const Entry entry{stored, mRoomReference};
+    mRoom += size;
+    mRoomSize -= size;
+    mRoomReference += static_cast<TextArena::Reference>(size / TextArena::sUnit);
+    return entry;
+}
+
+std::uint32_t NameTable::Intern(std::string_view text, TextWriter& writer)
+{
+    const std::uint64_t hash = Utility::gXXH64(text);
+    Slot& slot = FindSlot(text, hash);
+    if (slot.mIndex != 0)
+    {
+        return slot.mIndex - 1;
+    }
+    StoredText* const stored = writer.Add(text, hash).mText;
+    if (stored == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    return Fill(slot, *stored);
+}
+
+std::uint32_t NameTable::Adopt(StoredText& text)
+{
+    Slot& slot = FindSlot(text.GetText(), text.mHash);
+    return slot.mIndex != 0 ? slot.mIndex - 1 : Fill(slot, text);
+}
+
+NameTable::Slot& NameTable::FindSlot(std::string_view text, std::uint64_t hash)
 {
     if (mSlots.size() * 3 <= mTexts.GetSize() * 4)
     {
         Grow();
     }
-    const std::uint64_t hash = Utility::gXXH64(text);
     const auto shortHash = static_cast<std::uint32_t>(hash >> 32);
     const std::size_t mask = mSlots.size() - 1;
     std::size_t position = hash & mask;
-    for (; mSlots[position].mIndex != 0; position = (position + 1) & mask)
+    while (mSlots[position].mIndex != 0 &&
+           !(mSlots[position].mHash == shortHash && Get(mSlots[position].mIndex - 1).GetText() == text))
     {
-        if (mSlots[position].mHash == shortHash && Get(mSlots[position].mIndex - 1).GetText() == text)
-        {
-            return mSlots[position].mIndex - 1;
-        }
+        position = (position + 1) & mask;
     }
-    const TextArena::Reference reference = mArena.Add(text, hash);
-    if (reference == TextArena::sNone)
-    {
-        throw std::bad_alloc();
-    }
-    mTexts.Add(reference);
-    mSlots[position] = {shortHash, GetSize()};
+    return mSlots[position];
+}
+
+std::uint32_t NameTable::Fill(Slot& slot, StoredText& text)
+{
+    mTexts.Add(&text);
+    slot = {static_cast<std::uint32_t>(text.mHash >> 32), GetSize()};
     return GetSize() - 1;
 }
 
@@ -85,35 +131,20 @@ void NameTable::Grow()
     mSlots = std::move(slots);
 }
 
-std::uint64_t ContextTable::Prepare(std::string_view text)
+TextArena::Reference ContextTable::Add(std::string_view text, std::uint64_t hash, TextWriter& writer)
 {
-    if (text.empty())
+    Set& set = mRecent[hash % sNumSets];
+    for (const Recent& recent : set)
     {
-        return 0;
+        if (recent.mHash == sShorten(hash) && recent.mText != nullptr && recent.mText->GetText() == text)
+        {
+            return recent.mReference;
+        }
     }
-    const std::uint64_t hash = Utility::gXXH64(text);
-    const Recent& recent = mRecent[hash % sNumRecent];
-    if (recent.mText != TextArena::sNone && recent.mHash == static_cast<std::uint32_t>(hash >> 32))
-    {
-        mArena.Get(recent.mText).Prefetch();
-    }
-    return hash;
-}
-
-TextArena::Reference ContextTable::Add(std::string_view text, std::uint64_t hash)
-{
-    if (text.empty())
-    {
-        return TextArena::sNone;
-    }
-    Recent& recent = mRecent[hash % sNumRecent];
-    const auto shortHash = static_cast<std::uint32_t>(hash >> 32);
-    if (recent.mText != TextArena::sNone && recent.mHash == shortHash && mArena.Get(recent.mText).GetText() == text)
-    {
-        return recent.mText;
-    }
-    recent = {shortHash, mArena.Add(text, hash)};
+    const TextWriter::Entry entry = writer.Add(text, hash);
+    std::shift_right(set.begin(), set.end(), 1);
+    set.front() = {entry.mText, sShorten(hash), entry.mReference};
     ++mSize;
-    return recent.mText;
+    return entry.mReference;
 }
 }

@@ -3,6 +3,7 @@
 #include "Importers/RecordArray.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -30,7 +31,8 @@ struct StoredText
     }
 };
 
-/// Texts one behind the other in large blocks: 16 bytes and the text each, never moved.
+/// Texts one behind the other in large blocks: 16 bytes and the text each, never moved. Any number of threads add, each
+/// with a TextWriter of its own; a text may be read by whoever has been given it.
 class TextArena
 {
 public:
@@ -38,21 +40,56 @@ public:
     static constexpr Reference sNone = 0xFFFFFFFF;
     static constexpr std::size_t sLongestText = 256 * 1024;
 
-    /// sNone when the text is too long, or 32 GiB of texts are stored.
-    Reference Add(std::string_view text, std::uint64_t hash);
+    TextArena();
+    ~TextArena();
+    TextArena(const TextArena&) = delete;
+    TextArena& operator=(const TextArena&) = delete;
+
     StoredText& Get(Reference reference)
     {
-        return *reinterpret_cast<StoredText*>(
-            mBlocks[reference / sUnitsPerBlock].get() + std::size_t{reference % sUnitsPerBlock} * sUnit);
+        // Relaxed: whoever knows the reference has got it from the writer, with all that was written before.
+        return *reinterpret_cast<StoredText*>(mBlocks[reference / sUnitsPerBlock].load(std::memory_order_relaxed) +
+                                              std::size_t{reference % sUnitsPerBlock} * sUnit);
     }
 
 private:
+    friend class TextWriter;
+
     static constexpr std::size_t sUnit = 8;
     static constexpr std::size_t sUnitsPerBlock = 128 * 1024;
     static constexpr std::size_t sBlockSize = sUnit * sUnitsPerBlock;
+    /// What a Reference can tell apart.
+    static constexpr std::size_t sMostBlocks = std::size_t{sNone} / sUnitsPerBlock;
 
-    std::vector<std::unique_ptr<std::byte[]>> mBlocks;
-    std::size_t mUsed = sBlockSize;
+    /// Of a new block, or sMostBlocks when there is no more.
+    std::size_t AddBlock();
+
+    std::unique_ptr<std::atomic<std::byte*>[]> mBlocks;
+    std::atomic<std::size_t> mNumBlocks{0};
+};
+
+/// Adds texts to an arena. One thread.
+class TextWriter
+{
+public:
+    struct Entry
+    {
+        StoredText* mText = nullptr;
+        TextArena::Reference mReference = TextArena::sNone;
+    };
+
+    /// The arena must outlive the writer.
+    explicit TextWriter(TextArena& arena) : mArena(arena) {}
+
+    /// No text when it is too long, or 32 GiB of texts are stored.
+    Entry Add(std::string_view text, std::uint64_t hash);
+
+private:
+    TextArena& mArena;
+    /// What is left of the block that is being filled.
+    std::byte* mRoom = nullptr;
+    std::size_t mRoomSize = 0;
+    TextArena::Reference mRoomReference = 0;
 };
 
 /// Finds the index of a text that has been seen before, or gives it the next one.
@@ -60,10 +97,12 @@ class NameTable
 {
 public:
     /// The text is at most TextArena::sLongestText long.
-    std::uint32_t Intern(std::string_view text);
+    std::uint32_t Intern(std::string_view text, TextWriter& writer);
+    /// Takes a text that is stored already.
+    std::uint32_t Adopt(StoredText& text);
 
     std::uint32_t GetSize() const { return static_cast<std::uint32_t>(mTexts.GetSize()); }
-    StoredText& Get(std::uint32_t index) { return mArena.Get(mTexts[index]); }
+    StoredText& Get(std::uint32_t index) { return *mTexts[index]; }
 
 private:
     struct Slot
@@ -73,10 +112,12 @@ private:
         std::uint32_t mIndex;
     };
 
+    /// That of the text, or the free one where it belongs.
+    Slot& FindSlot(std::string_view text, std::uint64_t hash);
+    std::uint32_t Fill(Slot& slot, StoredText& text);
     void Grow();
 
-    TextArena mArena;
-    RecordArray<TextArena::Reference> mTexts;
+    RecordArray<StoredText*> mTexts;
     /// Open addressing, a power of two, at most three quarters full.
     std::vector<Slot> mSlots;
 };
@@ -86,25 +127,39 @@ private:
 class ContextTable
 {
 public:
-    /// The hash of a text that will be added soon; fetches what it will be compared with.
-    std::uint64_t Prepare(std::string_view text);
-    /// With the hash that Prepare gave. TextArena::sNone for an empty text, and when the table is full.
-    TextArena::Reference Add(std::string_view text, std::uint64_t hash);
-    StoredText& Get(TextArena::Reference reference) { return mArena.Get(reference); }
+    /// With the hash of the text, which is not empty. TextArena::sNone when the arena is full.
+    TextArena::Reference Add(std::string_view text, std::uint64_t hash, TextWriter& writer);
+    /// Fetch what Add will look at: first its place, and when that has come, what the text will be compared with.
+    void PrefetchPlace(std::uint64_t hash) const { __builtin_prefetch(&mRecent[hash % sNumSets]); }
+    void PrefetchText(std::uint64_t hash) const
+    {
+        for (const Recent& recent : mRecent[hash % sNumSets])
+        {
+            if (recent.mHash == sShorten(hash) && recent.mText != nullptr)
+            {
+                recent.mText->Prefetch();
+                break;
+            }
+        }
+    }
     /// Also those that are stored more than once.
     std::size_t GetSize() const { return mSize; }
 
 private:
     struct Recent
     {
-        /// The part that does not say where it is: what is stored is looked at only when it is very likely the same.
+        /// Looked at only when the part of the hash that does not say where it is makes it very likely the same.
+        const StoredText* mText = nullptr;
         std::uint32_t mHash = 0;
-        TextArena::Reference mText = TextArena::sNone;
+        TextArena::Reference mReference = TextArena::sNone;
     };
-    static constexpr std::size_t sNumRecent = 16 * 1024;
+    /// What may stand in one place, a line of the cache, the latest first.
+    using Set = std::array<Recent, 4>;
+    static constexpr std::size_t sNumSets = 4 * 1024;
 
-    TextArena mArena;
-    std::vector<Recent> mRecent = std::vector<Recent>(sNumRecent);
+    static std::uint32_t sShorten(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
+
+    std::vector<Set> mRecent = std::vector<Set>(sNumSets);
     std::size_t mSize = 0;
 };
 }

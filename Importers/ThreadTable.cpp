@@ -15,22 +15,7 @@ std::uint32_t ThreadTable::FindProcess(const TraceID& id)
     return entry->second;
 }
 
-std::uint32_t ThreadTable::FindThread(const TraceIDView& process, const TraceIDView& thread)
-{
-    if (process.mKind != TraceID::EKind::Number || thread.mKind != TraceID::EKind::Number)
-    {
-        return LookUpThread(process.ToID(), thread.ToID());
-    }
-    const auto mixed = static_cast<std::uint64_t>(process.mNumber) * 31 + static_cast<std::uint64_t>(thread.mNumber);
-    Recent& recent = mRecent[mixed % sNumRecent];
-    if (recent.mIndex == 0 || recent.mProcess != process.mNumber || recent.mThread != thread.mNumber)
-    {
-        recent = {process.mNumber, thread.mNumber, LookUpThread(process.ToID(), thread.ToID()) + 1};
-    }
-    return recent.mIndex - 1;
-}
-
-std::uint32_t ThreadTable::LookUpThread(const TraceID& process, const TraceID& thread)
+std::uint32_t ThreadTable::FindThread(const TraceID& process, const TraceID& thread)
 {
     const std::uint32_t processIndex = FindProcess(process);
     const TraceID& key = thread.IsMissing() ? mProcesses[processIndex].mID : thread;
@@ -56,7 +41,6 @@ std::uint32_t ThreadTable::FindAsyncThread(std::uint32_t process, std::string_vi
         added.mIsAsync = true;
         added.mCategory = category;
     }
-    mRecentAsync = entry->second + 1;
     return entry->second;
 }
 

@@ -50,7 +50,7 @@ public:
     std::uint32_t FindProcess(const TraceID& id);
     /// The thread of an event with these ids: without a process it is that of number 0, without a thread it is named
     /// after its process.
-    std::uint32_t FindThread(const TraceIDView& process, const TraceIDView& thread);
+    std::uint32_t FindThread(const TraceID& process, const TraceID& thread);
     std::uint32_t FindAsyncThread(std::uint32_t process, std::string_view category);
 
     // In blocks, since a hostile trace makes one of either for every event, and much larger than that is in the text.
@@ -63,24 +63,10 @@ public:
     std::vector<std::uint32_t> GetSortedThreads() const;
 
 private:
-    /// Process and thread by number, which nearly all events have, and the index of the thread plus 1.
-    struct Recent
-    {
-        std::int64_t mProcess = 0;
-        std::int64_t mThread = 0;
-        std::uint32_t mIndex = 0;
-    };
-    static constexpr std::size_t sNumRecent = 512;
-
-    std::uint32_t LookUpThread(const TraceID& process, const TraceID& thread);
-
     std::deque<TraceProcess> mProcesses;
     std::deque<TraceThread> mThreads;
     std::map<TraceID, std::uint32_t> mProcessIndices;
     std::map<std::pair<std::uint32_t, TraceID>, std::uint32_t> mThreadIndices;
     std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> mAsyncIndices;
-    /// The thread that FindAsyncThread has given last, plus 1.
-    std::uint32_t mRecentAsync = 0;
-    std::vector<Recent> mRecent = std::vector<Recent>(sNumRecent);
 };
 }

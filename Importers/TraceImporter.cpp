@@ -1,12 +1,12 @@
 #include "Importers/TraceImporter.h"
 
-#include "Importers/ChromeTraceParser.h"
 #include "Importers/DecimalTime.h"
 #include "Importers/EventPipeline.h"
 #include "Importers/EventSink.h"
 #include "Importers/IntervalCollector.h"
 #include "Importers/LaneMerger.h"
 #include "Importers/RecordingThreads.h"
+#include "Importers/TextTable.h"
 #include "Importers/TraceReader.h"
 #include "Serialization/Error.h"
 #include "Utility/Result.h"
@@ -46,7 +46,7 @@ public:
 
 private:
     bool Read();
-    void NoteDamage(const ChromeTraceParser& parser, const TraceReader& reader);
+    void NoteDamage(const std::vector<TextFault>& faults, const TraceReader& reader, const ReadState& state);
     bool FailToRead();
     bool Arrange();
     bool FailWithoutIntervals();
@@ -58,6 +58,7 @@ private:
     const ImportOptions& mOptions;
     ImportReport& mReport;
     Utility::Result& mResult;
+    TextArena mTexts;
     IntervalCollector mCollector;
     std::vector<RecordingThread> mThreads;
 };
@@ -70,47 +71,46 @@ bool Import::Read()
         return false;
     }
     mReport.mFileSize = reader->GetFileSize();
-    EventPipeline pipeline(*reader);
-    while (const EventBatch* const batch = pipeline.Next())
-    {
+    EventPipeline pipeline(*reader, mOptions.mProcess, mTexts, mCollector);
+    const bool isTrace = pipeline.Read([this](std::uint64_t filePosition) {
         if (IsCancelled(mOptions))
         {
-            return Cancel();
+            return false;
         }
         if (mOptions.mProgress)
         {
-            mOptions.mProgress({ImportProgress::EPhase::Reading, batch->mFilePosition, mReport.mFileSize});
+            mOptions.mProgress({ImportProgress::EPhase::Reading, filePosition, mReport.mFileSize});
         }
-        mReport.mTextSize += batch->GetWindow().size();
-        mCollector.Add(*batch);
-    }
+        return true;
+    });
+    const ReadState& state = pipeline.GetReadState();
+    mReport.mTextSize = state.mTextSize;
     if (IsCancelled(mOptions))
     {
         return Cancel();
     }
-    if (reader->HasFailed())
+    if (state.mHasFailed)
     {
         return mResult.FailText(Serialization::FileReadFailed, reader->GetError().ToString());
     }
-    NoteDamage(pipeline.GetParser(), *reader);
-    return pipeline.IsTrace() || FailToRead();
+    NoteDamage(pipeline.GetParser().GetFaults(), *reader, state);
+    return isTrace || FailToRead();
 }
 
-void Import::NoteDamage(const ChromeTraceParser& parser, const TraceReader& reader)
+void Import::NoteDamage(const std::vector<TextFault>& faults, const TraceReader& reader, const ReadState& state)
 {
-    const bool isCutByDamage = !reader.GetDamage().empty();
-    for (const TextFault& fault : parser.GetFaults())
+    for (const TextFault& fault : faults)
     {
         // That the text ends early is then only what follows from the damage.
-        if (!(fault.mIsEnd && isCutByDamage))
+        if (!(fault.mIsEnd && state.mIsDamaged))
         {
-            const std::uint64_t fileOffset = reader.IsCompressed() ? reader.GetFilePosition() : fault.mOffset;
+            const std::uint64_t fileOffset = reader.IsCompressed() ? state.mFilePosition : fault.mOffset;
             mReport.mDamage.push_back({fault.mReason, fault.mOffset, fileOffset, reader.IsCompressed()});
         }
     }
-    if (isCutByDamage)
+    if (state.mIsDamaged)
     {
-        mReport.mDamage.push_back({reader.GetDamage(), parser.GetTextSize(), reader.GetDamageOffset(), true});
+        mReport.mDamage.push_back({reader.GetDamage(), state.mTextSize, reader.GetDamageOffset(), true});
     }
 }
 
@@ -203,12 +203,12 @@ bool Import::Write(EventSink& sink)
     const auto duration =
         static_cast<std::uint64_t>(mReport.mLastTimeNs) - static_cast<std::uint64_t>(mReport.mFirstTimeNs);
     if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals,
-                          mCollector.GetNames().GetSize(), mCollector.GetContexts().GetSize()},
+                          mCollector.GetNames().GetSize(), mCollector.GetNumContexts()},
             mResult))
     {
         return false;
     }
-    LaneMerger merger(mThreads, mCollector.GetNames(), mCollector.GetContexts(), mReport.mFirstTimeNs);
+    LaneMerger merger(mThreads, mCollector.GetNames(), mTexts, mReport.mFirstTimeNs);
     while (!merger.IsAtEnd())
     {
         if (IsCancelled(mOptions))

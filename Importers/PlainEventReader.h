@@ -2,8 +2,8 @@
 
 #include "Importers/ChromeEvent.h"
 #include "Importers/EventKey.h"
+#include "Importers/PlainValueReader.h"
 
-#include <cstddef>
 #include <string_view>
 
 namespace Importers
@@ -34,27 +34,12 @@ private:
     const char* ReadArguments(const char* cursor);
     const char* ReadArgument(const char* cursor);
     bool FinishContext();
-    /// Appends the text of a string, from behind its quote on.
-    const char* DecodeString(const char* cursor);
-    const char* DecodeEscape(const char* cursor);
-    /// Any value or string. What is copied is appended as it is spelled, without white space.
-    template <bool copies>
-    const char* PassValue(const char* cursor);
-    const char* PassString(const char* cursor);
-    const char* PassNumber(const char* cursor);
-
-    void Append(std::string_view text);
-    template <std::size_t size>
-    void AppendLiteral(const char (&text)[size]);
 
     ChromeEvent& mEvent;
-    const char* const mEnd;
-    /// What has been written is in front of it.
-    char* mOutput;
+    PlainValueReader mValues;
     /// Where the text of the arguments begins, without "detail", whose value begins at mDetail.
     char* mOthers = nullptr;
     const char* mDetail = nullptr;
     bool mHasOthers = false;
-    bool mIsNonAscii = false;
 };
 }

@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 
 namespace Importers
 {
@@ -227,16 +226,12 @@ std::optional<std::int64_t> gParseMicroseconds(std::string_view text)
     return time.Round();
 }
 
-double gToMilliseconds(std::uint64_t nanoseconds)
+double gRoundToMilliseconds(std::uint64_t nanoseconds)
 {
     constexpr std::uint64_t nanosecondsPerMillisecond = 1'000'000;
-    constexpr std::uint64_t largestExact = std::uint64_t{1} << std::numeric_limits<double>::digits;
-    if (nanoseconds <= largestExact)
-    {
-        return static_cast<double>(nanoseconds) / static_cast<double>(nanosecondsPerMillisecond);
-    }
-    // Beyond, the conversion would round and the division would round again. A quotient with 64 significant bits, the
-    // lowest of which tells whether anything follows, is rounded only once: the division goes on, bit by bit.
+
+    // The conversion to a double would round and the division would round again. A quotient with 64 significant bits,
+    // the lowest of which tells whether anything follows, is rounded only once: the division goes on, bit by bit.
     std::uint64_t quotient = nanoseconds / nanosecondsPerMillisecond;
     std::uint64_t remainder = nanoseconds % nanosecondsPerMillisecond;
     const int shift = std::countl_zero(quotient);

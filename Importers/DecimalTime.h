@@ -66,6 +66,14 @@ EDecimal gParseDecimalMicroseconds(std::string_view text, DecimalTime& time);
 /// The same, rounded to whole nanoseconds; nothing for any fault.
 std::optional<std::int64_t> gParseMicroseconds(std::string_view text);
 
+/// Of numbers that no double has exactly, see gToMilliseconds.
+double gRoundToMilliseconds(std::uint64_t nanoseconds);
+
 /// The double nearest to `nanoseconds` / 1e6.
-double gToMilliseconds(std::uint64_t nanoseconds);
+inline double gToMilliseconds(std::uint64_t nanoseconds)
+{
+    constexpr std::uint64_t largestExact = std::uint64_t{1} << std::numeric_limits<double>::digits;
+    return nanoseconds <= largestExact ? static_cast<double>(static_cast<std::int64_t>(nanoseconds)) / 1e6
+                                       : gRoundToMilliseconds(nanoseconds);
+}
 }

@@ -91,8 +91,6 @@ struct EventRecords
     std::vector<StoredText*> mNewNames;
     std::vector<StoredText*> mNewKeys;
     std::vector<NewThread> mNewThreads;
-    /// Contexts that it has stored.
-    std::uint64_t mNumNewContexts = 0;
 
     void Clear()
     {
@@ -104,7 +102,6 @@ struct EventRecords
         mNewNames.clear();
         mNewKeys.clear();
         mNewThreads.clear();
-        mNumNewContexts = 0;
     }
 };
 }

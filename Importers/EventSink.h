@@ -25,12 +25,9 @@ struct RecordingInfo
     std::int32_t mProcessID = 0;
     double mEndTimeMs = 0.0;
     std::uint64_t mNumIntervals = 0;
-    /// At most so many names, and contexts, are new.
-    std::size_t mNumNames = 0;
-    std::size_t mNumContexts = 0;
 };
 
-/// One event of the recording. The texts are valid during the call.
+/// One event of the recording. The texts stay until the import returns.
 struct RecordedEvent
 {
     EEventKind mKind = EEventKind::Begin;

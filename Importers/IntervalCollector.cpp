@@ -1,6 +1,7 @@
 #include "Importers/IntervalCollector.h"
 
 #include "Importers/MarkPairer.h"
+#include "Importers/ParallelLoop.h"
 #include "Importers/Utf8.h"
 
 #include <algorithm>
@@ -8,6 +9,20 @@
 
 namespace Importers
 {
+namespace
+{
+void SortByTime(RecordArray<Mark>& marks)
+{
+    const auto isEarlier = [](const Mark& a, const Mark& b) {
+        return std::tie(a.mTime, a.mOrder) < std::tie(b.mTime, b.mOrder);
+    };
+    if (!std::is_sorted(marks.begin(), marks.end(), isEarlier))
+    {
+        std::sort(marks.begin(), marks.end(), isEarlier);
+    }
+}
+}
+
 IntervalCollector::IntervalCollector(const std::optional<std::string>& process, ImportReport& report) : mReport(report)
 {
     if (process)
@@ -20,7 +35,6 @@ void IntervalCollector::Learn(std::size_t maker, const EventRecords& records)
 {
     mNumbers.resize(std::max(mNumbers.size(), maker + 1));
     Numbers& numbers = mNumbers[maker];
-    mNumContexts += records.mNumNewContexts;
     for (StoredText* const name : records.mNewNames)
     {
         numbers.mNames.push_back(mNames.Adopt(*name));
@@ -31,9 +45,10 @@ void IntervalCollector::Learn(std::size_t maker, const EventRecords& records)
     }
     for (const EventRecords::NewThread& thread : records.mNewThreads)
     {
-        numbers.mThreads.push_back(
+        const std::uint32_t index =
             thread.mIsAsync ? mThreads.FindAsyncThread(mThreads.FindProcess(thread.mProcess), thread.mCategory)
-                            : mThreads.FindThread(thread.mProcess, thread.mThread));
+                            : mThreads.FindThread(thread.mProcess, thread.mThread);
+        numbers.mThreads.push_back({&mThreads.GetThreads()[index], index});
     }
 }
 
@@ -42,7 +57,7 @@ void IntervalCollector::Add(std::size_t maker, const EventRecords& records)
     const Numbers& numbers = mNumbers[maker];
     for (const std::uint32_t number : records.mUsedThreads)
     {
-        TraceProcess& process = mThreads.GetProcessOf(mThreads.GetThreads()[numbers.mThreads[number]]);
+        TraceProcess& process = mThreads.GetProcessOf(*numbers.mThreads[number].mThread);
         process.mHasEvents = true;
         process.mIsImported = !mWantedProcess || process.mID == *mWantedProcess;
     }
@@ -108,18 +123,17 @@ void IntervalCollector::AddMetadata(const EventRecords::Metadata& metadata)
 
 void IntervalCollector::AddRecord(const Numbers& numbers, const EventRecord& record, std::uint64_t numBefore)
 {
-    const std::uint32_t threadNumber = numbers.mThreads[record.mThread];
+    const Thread& thread = numbers.mThreads[record.mThread];
     const std::uint32_t name = record.mName == EventRecord::sNoName ? Mark::sNoName : numbers.mNames[record.mName];
     const auto order = static_cast<std::uint32_t>(numBefore + record.GetOrder());
     switch (record.GetKind())
     {
     case EventRecord::EKind::Complete:
-        mThreads.GetThreads()[threadNumber].mIntervals.Add(
-            {record.mStart, record.mEnd, name, record.mContext, order, Interval::sLast});
+        thread.mThread->mIntervals.Add({record.mStart, record.mEnd, name, record.mContext, order, Interval::sLast});
         break;
     case EventRecord::EKind::Begin:
     case EventRecord::EKind::End:
-        mThreads.GetThreads()[threadNumber].mMarks.Add(
+        thread.mThread->mMarks.Add(
             {record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::End});
         break;
     case EventRecord::EKind::AsyncBegin:
@@ -129,7 +143,7 @@ void IntervalCollector::AddRecord(const Numbers& numbers, const EventRecord& rec
         static_cast<Mark&>(mark) = {
             record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::AsyncEnd};
         mark.mKey = numbers.mKeys[static_cast<std::size_t>(record.mKey)];
-        mark.mThread = threadNumber;
+        mark.mThread = thread.mIndex;
         mAsyncMarks.Add(mark);
         break;
     }
@@ -151,33 +165,56 @@ void IntervalCollector::Finish()
 
 void IntervalCollector::PairMarks()
 {
-    const auto isEarlier = [](const Mark& a, const Mark& b) {
-        return std::tie(a.mTime, a.mOrder) < std::tie(b.mTime, b.mOrder);
-    };
-    const auto countUnfinished = [this](const Mark&) {
-        ++mReport.mNumUnfinished;
-    };
-    const auto countUnmatched = [this](const Mark&) {
-        ++mReport.mNumUnmatched;
+    struct Counts
+    {
+        std::uint64_t mPaired = 0;
+        std::uint64_t mUnfinished = 0;
+        std::uint64_t mUnmatched = 0;
     };
 
-    MarkPairer<Mark> pairer(mNames.GetSize());
+    std::vector<TraceThread*> threads;
     for (TraceThread& thread : mThreads.GetThreads())
     {
-        RecordArray<Mark> marks = std::move(thread.mMarks);
-        if (!std::is_sorted(marks.begin(), marks.end(), isEarlier))
+        if (!thread.mMarks.IsEmpty())
         {
-            std::sort(marks.begin(), marks.end(), isEarlier);
+            threads.push_back(&thread);
         }
-        const auto addPair = [this, &thread](const Mark& begin, const Mark& end) {
+    }
+    if (threads.empty())
+    {
+        return;
+    }
+    std::vector<Counts> counts(gCountLoopThreads());
+    std::vector<MarkPairer<Mark>> pairers(counts.size(), MarkPairer<Mark>(mNames.GetSize()));
+    gLoopInParallel(threads.size(), [&](std::size_t loop, std::size_t index) {
+        TraceThread& thread = *threads[index];
+        Counts numbers;
+        const auto addPair = [&](const Mark& begin, const Mark& end) {
             thread.mIntervals.Add(sJoin(begin, end));
-            mReport.mNumPaired += 2;
+            numbers.mPaired += 2;
         };
+        const auto countUnfinished = [&](const Mark&) {
+            ++numbers.mUnfinished;
+        };
+        const auto countUnmatched = [&](const Mark&) {
+            ++numbers.mUnmatched;
+        };
+        RecordArray<Mark> marks = std::move(thread.mMarks);
+        SortByTime(marks);
         for (const Mark& mark : marks)
         {
-            pairer.Add(mark, addPair, countUnfinished, countUnmatched);
+            pairers[loop].Add(mark, addPair, countUnfinished, countUnmatched);
         }
-        pairer.Finish(countUnfinished);
+        pairers[loop].Finish(countUnfinished);
+        counts[loop].mPaired += numbers.mPaired;
+        counts[loop].mUnfinished += numbers.mUnfinished;
+        counts[loop].mUnmatched += numbers.mUnmatched;
+    });
+    for (const Counts& numbers : counts)
+    {
+        mReport.mNumPaired += numbers.mPaired;
+        mReport.mNumUnfinished += numbers.mUnfinished;
+        mReport.mNumUnmatched += numbers.mUnmatched;
     }
 }
 

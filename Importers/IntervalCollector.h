@@ -34,16 +34,19 @@ public:
 
     ThreadTable& GetThreads() { return mThreads; }
     NameTable& GetNames() { return mNames; }
-    /// Contexts that are stored, some of them more than once.
-    std::size_t GetNumContexts() const { return mNumContexts; }
 
 private:
+    struct Thread
+    {
+        TraceThread* mThread = nullptr;
+        std::uint32_t mIndex = 0;
+    };
     /// What the numbers of a maker stand for here.
     struct Numbers
     {
         std::vector<std::uint32_t> mNames;
         std::vector<std::uint32_t> mKeys;
-        std::vector<std::uint32_t> mThreads;
+        std::vector<Thread> mThreads;
     };
 
     void AddCounts(const ImportReport& counts);
@@ -65,6 +68,5 @@ private:
     /// Of asynchronous operations.
     NameTable mKeys;
     RecordArray<AsyncMark> mAsyncMarks;
-    std::size_t mNumContexts = 0;
 };
 }

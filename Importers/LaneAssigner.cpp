@@ -67,18 +67,6 @@ std::uint32_t ChainByEnds(std::span<Interval> intervals)
     return open.empty() ? Interval::sLast : open.front().mFirst;
 }
 
-bool IsChainSorted(std::span<const Interval> intervals, std::uint32_t first)
-{
-    for (std::uint32_t i = first; i != Interval::sLast && intervals[i].mNext != Interval::sLast; i = intervals[i].mNext)
-    {
-        if (!IsBefore(intervals[i], intervals[intervals[i].mNext]))
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// Sorts intervals of which few stand far from their place, as writers have them that write in the order of starts
 /// without one among equal starts. False when that would take too many moves; then all are there, in some order.
 bool SortByInsertion(std::span<Interval> intervals)
@@ -101,57 +89,28 @@ bool SortByInsertion(std::span<Interval> intervals)
     return true;
 }
 
-void ChainInPlace(std::span<Interval> intervals)
+void Sort(std::span<Interval> intervals)
 {
-    for (std::uint32_t i = 0; i < intervals.size(); ++i)
+    if (!SortByInsertion(intervals))
     {
-        intervals[i].mNext = i + 1 < intervals.size() ? i + 1 : Interval::sLast;
+        std::sort(intervals.begin(), intervals.end(), IsBefore);
     }
-}
-
-/// Chains all intervals in order. Gives the first.
-std::uint32_t Sort(std::span<Interval> intervals)
-{
-    if (!std::is_sorted(intervals.begin(), intervals.end(), IsBefore))
-    {
-        const std::uint32_t first = ChainByEnds(intervals);
-        if (IsChainSorted(intervals, first))
-        {
-            return first;
-        }
-        if (!SortByInsertion(intervals))
-        {
-            std::sort(intervals.begin(), intervals.end(), IsBefore);
-        }
-    }
-    ChainInPlace(intervals);
-    return intervals.empty() ? Interval::sLast : 0;
 }
 }
 
 std::vector<std::uint32_t> LaneAssigner::sAssign(std::span<Interval> intervals)
 {
     LaneAssigner assigner;
-    std::uint32_t next = Interval::sLast;
-    for (std::uint32_t i = Sort(intervals); i != Interval::sLast; i = next)
+    if (std::is_sorted(intervals.begin(), intervals.end(), IsBefore))
     {
-        next = std::exchange(intervals[i].mNext, Interval::sLast);
-        const std::size_t index = assigner.FindLane(intervals[i]);
-        if (index == assigner.mLanes.size())
-        {
-            assigner.mLanes.push_back({i, i, {}});
-        }
-        else
-        {
-            intervals[assigner.mLanes[index].mLast].mNext = i;
-            assigner.mLanes[index].mLast = i;
-        }
-        assigner.mLanes[index].mOpen.push_back(intervals[i].mEnd);
-        if (index != 0)
-        {
-            assigner.mNextEnds.emplace(intervals[i].mEnd, index);
-            assigner.SetRoom(index, intervals[i].mEnd);
-        }
+        assigner.AssignInPlace(intervals);
+    }
+    else if (!assigner.AssignChain(intervals, ChainByEnds(intervals)))
+    {
+        // That a chain is not in order shows on the way. What was chained anew by then does not matter to a sort.
+        Sort(intervals);
+        assigner = LaneAssigner();
+        assigner.AssignInPlace(intervals);
     }
     std::vector<std::uint32_t> first;
     for (const Lane& lane : assigner.mLanes)
@@ -159,6 +118,53 @@ std::vector<std::uint32_t> LaneAssigner::sAssign(std::span<Interval> intervals)
         first.push_back(lane.mFirst);
     }
     return first;
+}
+
+void LaneAssigner::AssignInPlace(std::span<Interval> intervals)
+{
+    for (std::uint32_t i = 0; i < intervals.size(); ++i)
+    {
+        Assign(intervals, i);
+    }
+}
+
+/// False when the chain is not in order, at which the assigning ends.
+bool LaneAssigner::AssignChain(std::span<Interval> intervals, std::uint32_t first)
+{
+    for (std::uint32_t i = first; i != Interval::sLast;)
+    {
+        const std::uint32_t next = intervals[i].mNext;
+        if (next != Interval::sLast && !IsBefore(intervals[i], intervals[next]))
+        {
+            return false;
+        }
+        Assign(intervals, i);
+        i = next;
+    }
+    return true;
+}
+
+/// Puts the next interval at the end of the chain of its lane.
+void LaneAssigner::Assign(std::span<Interval> intervals, std::uint32_t next)
+{
+    Interval& interval = intervals[next];
+    interval.mNext = Interval::sLast;
+    const std::size_t index = FindLane(interval);
+    if (index == mLanes.size())
+    {
+        mLanes.push_back({next, next, {}});
+    }
+    else
+    {
+        intervals[mLanes[index].mLast].mNext = next;
+        mLanes[index].mLast = next;
+    }
+    mLanes[index].mOpen.push_back(interval.mEnd);
+    if (index != 0)
+    {
+        mNextEnds.emplace(interval.mEnd, index);
+        SetRoom(index, interval.mEnd);
+    }
 }
 
 std::size_t LaneAssigner::FindLane(const Interval& interval)

@@ -32,6 +32,9 @@ private:
         std::vector<std::int64_t> mOpen;
     };
 
+    void AssignInPlace(std::span<Interval> intervals);
+    bool AssignChain(std::span<Interval> intervals, std::uint32_t first);
+    void Assign(std::span<Interval> intervals, std::uint32_t next);
     std::size_t FindLane(const Interval& interval);
     bool FitsLane0(const Interval& interval);
     void CloseUntil(std::int64_t time);

@@ -5,7 +5,8 @@
 #include "Importers/TextTable.h"
 
 #include <algorithm>
-#include <limits>
+#include <bit>
+#include <numeric>
 
 namespace Importers
 {
@@ -14,7 +15,12 @@ namespace
 /// Tells whether the text has not been sent before, and notes that it has been now.
 bool MarkSent(StoredText& text)
 {
-    return std::exchange(text.mMark, 1u) == 0;
+    if (text.mMark != 0)
+    {
+        return false;
+    }
+    text.mMark = 1;
+    return true;
 }
 }
 
@@ -24,48 +30,58 @@ LaneMerger::LaneMerger(
       mContexts(contexts),
       mOrigin(origin)
 {
+    constexpr int stepsAhead = 4;
+
+    const std::size_t numLeaves = std::bit_ceil(std::max<std::size_t>(threads.size(), 2));
+    mTimes.assign(numLeaves, sNever);
+    mWinners.resize(2 * numLeaves);
+    std::iota(mWinners.begin() + static_cast<std::ptrdiff_t>(numLeaves), mWinners.end(), 0U);
     for (const RecordingThread& thread : threads)
     {
         Cursor& cursor = mCursors.emplace_back();
         cursor.mThread = &thread;
         cursor.mNext = &thread.mIntervals[thread.mFirst];
-        mHeap.emplace_back(cursor.GetTime(), static_cast<std::uint32_t>(mCursors.size() - 1));
+        cursor.mAhead = cursor.mNext;
+        for (int i = 0; i < stepsAhead; ++i)
+        {
+            MoveAhead(cursor);
+        }
+        mTimes[mCursors.size() - 1] = cursor.GetTime();
     }
-    // A sorted array is a heap.
-    std::sort(mHeap.begin(), mHeap.end());
+    for (std::size_t node = numLeaves - 1; node > 0; --node)
+    {
+        const std::uint32_t left = mWinners[2 * node];
+        const std::uint32_t right = mWinners[2 * node + 1];
+        mWinners[node] = mTimes[left] <= mTimes[right] ? left : right;
+    }
 }
 
 bool LaneMerger::Send(std::uint64_t count, EventSink& sink, Utility::Result& result)
 {
-    constexpr Entry never = {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::uint32_t>::max()};
-
     const std::uint64_t last = mNumSent + count;
-    while (!mHeap.empty() && mNumSent < last)
+    while (mNumSent < last && !IsAtEnd())
     {
-        // The thread in front goes on for as long as no other has an earlier event.
-        const std::uint32_t index = mHeap[0].second;
+        const std::uint32_t index = mWinners[1];
         Cursor& cursor = mCursors[index];
-        const Entry second = std::min(mHeap.size() > 1 ? mHeap[1] : never, mHeap.size() > 2 ? mHeap[2] : never);
-        do
+        if (!SendNext(cursor, sink, result))
         {
-            if (!SendNext(cursor, sink, result))
-            {
-                return false;
-            }
-        } while (!cursor.IsAtEnd() && mNumSent < last && Entry(cursor.GetTime(), index) < second);
-
-        if (cursor.IsAtEnd())
-        {
-            mHeap[0] = mHeap.back();
-            mHeap.pop_back();
+            return false;
         }
-        else
-        {
-            mHeap[0].first = cursor.GetTime();
-        }
-        SiftDown(0);
+        mTimes[index] = cursor.IsAtEnd() ? sNever : cursor.GetTime();
+        Play(index);
     }
     return true;
+}
+
+/// The matches of a cursor whose time has changed.
+void LaneMerger::Play(std::size_t cursor)
+{
+    for (std::size_t node = (mTimes.size() + cursor) / 2; node > 0; node /= 2)
+    {
+        const std::uint32_t left = mWinners[2 * node];
+        const std::uint32_t right = mWinners[2 * node + 1];
+        mWinners[node] = mTimes[left] <= mTimes[right] ? left : right;
+    }
 }
 
 bool LaneMerger::SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result)
@@ -113,23 +129,32 @@ bool LaneMerger::SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink
     return sink.OnEvent(event, result);
 }
 
-/// To the next interval, and fetches what will be needed of that and of the one behind it: both may lie anywhere.
+const Interval* LaneMerger::sGetNext(const Cursor& cursor, const Interval& interval)
+{
+    return interval.mNext != Interval::sLast ? &cursor.mThread->mIntervals[interval.mNext] : nullptr;
+}
+
 void LaneMerger::MoveOn(Cursor& cursor)
 {
-    if (cursor.mNext->mNext == Interval::sLast)
+    cursor.mNext = sGetNext(cursor, *cursor.mNext);
+    MoveAhead(cursor);
+}
+
+/// Fetches the context of the interval that it comes to, and the interval behind that: both may lie anywhere.
+void LaneMerger::MoveAhead(Cursor& cursor)
+{
+    if (cursor.mAhead == nullptr)
     {
-        cursor.mNext = nullptr;
         return;
     }
-    const Interval& next = cursor.mThread->mIntervals[cursor.mNext->mNext];
-    cursor.mNext = &next;
-    if (next.mNext != Interval::sLast)
+    cursor.mAhead = sGetNext(cursor, *cursor.mAhead);
+    if (cursor.mAhead != nullptr)
     {
-        __builtin_prefetch(&cursor.mThread->mIntervals[next.mNext]);
-    }
-    if (next.mContext != TextArena::sNone)
-    {
-        mContexts.Get(next.mContext).Prefetch();
+        __builtin_prefetch(sGetNext(cursor, *cursor.mAhead));
+        if (cursor.mAhead->mContext != TextArena::sNone)
+        {
+            mContexts.Get(cursor.mAhead->mContext).Prefetch();
+        }
     }
 }
 
@@ -147,27 +172,5 @@ bool LaneMerger::SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, 
     }
     event.mKind = EEventKind::ThreadEnd;
     return sink.OnEvent(event, result);
-}
-
-void LaneMerger::SiftDown(std::size_t position)
-{
-    while (true)
-    {
-        std::size_t child = 2 * position + 1;
-        if (child >= mHeap.size())
-        {
-            return;
-        }
-        if (child + 1 < mHeap.size() && mHeap[child + 1] < mHeap[child])
-        {
-            ++child;
-        }
-        if (mHeap[position] < mHeap[child])
-        {
-            return;
-        }
-        std::swap(mHeap[position], mHeap[child]);
-        position = child;
-    }
 }
 }

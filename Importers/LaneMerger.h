@@ -3,9 +3,10 @@
 #include "Importers/Interval.h"
 #include "Importers/RecordingThreads.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
-#include <utility>
 #include <vector>
 
 namespace Utility
@@ -32,15 +33,20 @@ public:
 
     /// Sends at most `count` intervals, and all that ends meanwhile.
     [[nodiscard]] bool Send(std::uint64_t count, EventSink& sink, Utility::Result& result);
-    bool IsAtEnd() const { return mHeap.empty(); }
+    bool IsAtEnd() const { return mTimes[mWinners[1]] == sNever; }
     std::uint64_t GetNumSent() const { return mNumSent; }
 
 private:
+    /// Behind all times that intervals have.
+    static constexpr std::int64_t sNever = std::numeric_limits<std::int64_t>::max();
+
     struct Cursor
     {
         const RecordingThread* mThread = nullptr;
         /// The interval that begins next, or null.
         const Interval* mNext = nullptr;
+        /// Some steps further, to fetch what will be needed there; null behind the last.
+        const Interval* mAhead = nullptr;
         /// Ends of the intervals that are open, innermost last.
         std::vector<std::int64_t> mOpen;
         bool mHasStarted = false;
@@ -49,21 +55,24 @@ private:
         bool IsEndNext() const { return mNext == nullptr || (!mOpen.empty() && mOpen.back() <= mNext->mStart); }
         std::int64_t GetTime() const { return IsEndNext() ? mOpen.back() : mNext->mStart; }
     };
-    /// Time of a thread's next event, and its index.
-    using Entry = std::pair<std::int64_t, std::uint32_t>;
-
     bool SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result);
     bool SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
     bool SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
+    static const Interval* sGetNext(const Cursor& cursor, const Interval& interval);
     void MoveOn(Cursor& cursor);
-    void SiftDown(std::size_t position);
+    void MoveAhead(Cursor& cursor);
+    void Play(std::size_t cursor);
 
     NameTable& mNames;
     TextArena& mContexts;
     std::int64_t mOrigin;
     std::vector<Cursor> mCursors;
-    /// The earliest first.
-    std::vector<Entry> mHeap;
+    /// A tree of matches for the earliest next event, whose node i has the winner of the nodes 2i and 2i + 1; the last
+    /// half are the cursors themselves, and of equal times the left one wins. A match costs no branch that the
+    /// processor could guess wrong.
+    std::vector<std::uint32_t> mWinners;
+    /// Of each cursor's next event; sNever where there is none.
+    std::vector<std::int64_t> mTimes;
     std::uint64_t mNumSent = 0;
 };
 }

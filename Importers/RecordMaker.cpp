@@ -323,9 +323,7 @@ void RecordMaker::AddContext(std::string_view context)
 
 void RecordMaker::StoreContext(const PendingContext& pending)
 {
-    const std::size_t numBefore = mContexts.GetSize();
     mRecords->mRecords[pending.mRecord].mContext = mContexts.Add(pending.mText, pending.mHash, mWriter);
-    mRecords->mNumNewContexts += mContexts.GetSize() - numBefore;
 }
 
 /// Operations are the same when category and id are; a local id counts within its process.

@@ -30,13 +30,18 @@ Profiler::ETraceEventType GetType(EEventKind kind)
 
 SessionWriter::SessionWriter(Profiler::Session& session) : mSession(session) {}
 
+SessionWriter::~SessionWriter()
+{
+    mThread.reset();
+    mSession.GetInstrumentationDatabase().ForgetLentContexts();
+}
+
 bool SessionWriter::OnBegin(const RecordingInfo& info, Utility::Result& result)
 {
     Profiler::SessionInfo& sessionInfo = mSession.GetSessionInfo();
     sessionInfo.ProcessID = info.mProcessID;
     sessionInfo.SessionEndTimeMs = info.mEndTimeMs;
     mEvent.mProcessID = info.mProcessID;
-    mSession.GetInstrumentationDatabase().Reserve(info.mNumNames, info.mNumContexts);
     mSession.GetEventStream().DeferSync();
     mThread.emplace("Text Database", std::size_t{16});
     mSession.CreateModels();
@@ -49,21 +54,20 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
     constexpr std::uint64_t unknownAddress = ~std::uint64_t{0};
 
     mEvent.mType = GetType(event.mKind);
-    mEvent.mByte = 0;
     mEvent.mThreadID = event.mThreadID;
     mEvent.mTime = event.mTimeMs;
     mEvent.mValue = event.mKind == EEventKind::ThreadStart ? unknownAddress : event.mNameID;
     mEvent.mName = event.mName;
     mEvent.mContext = event.mContext;
-    if (event.mIsNewName)
+    if (event.mIsNewName) [[unlikely]]
     {
-        mNewTexts.Add(event.mNameID, event.mName, true);
+        mNewTexts.push_back({event.mNameID, event.mName, true});
     }
     if (event.mIsNewContext)
     {
-        mNewTexts.Add(event.mContextID, event.mContext, false);
+        mNewTexts.push_back({event.mContextID, event.mContext, false});
     }
-    if (mNewTexts.mEntries.size() >= sTextsAtOnce)
+    if (mNewTexts.size() >= sTextsAtOnce)
     {
         EnterTexts();
     }
@@ -73,12 +77,9 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
 void SessionWriter::EnterTexts()
 {
     mThread->Post([&database = mSession.GetInstrumentationDatabase(), news = std::exchange(mNewTexts, {})] {
-        std::string_view texts = news.mTexts;
-        for (const NewTexts::Entry& entry : news.mEntries)
+        for (const NewText& text : news)
         {
-            const std::string_view text = texts.substr(0, entry.mLength);
-            texts.remove_prefix(entry.mLength);
-            entry.mIsName ? database.AddName(entry.mID, text) : database.AddContext(entry.mID, text);
+            text.mIsName ? database.AddName(text.mID, text.mText) : database.LendContext(text.mID, text.mText);
         }
     });
 }

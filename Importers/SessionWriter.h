@@ -20,37 +20,28 @@ namespace Importers
 /// Records into a session that is new: the one way from an importer into a capture. It fills the SessionInfo, makes the
 /// models, adds every event, enters names and contexts into the session's database, and saves at the end. The database
 /// is filled by a thread of its own while events are added; nothing but this class may use it before the end. What is
-/// written is on the disk once OnEnd has returned true, and not before.
+/// written is on the disk once OnEnd has returned true, and not before. The session has the contexts only while there
+/// is the writer: from then on they are in the file alone.
 class SessionWriter final : public EventSink
 {
 public:
     /// The session must outlive the writer.
     explicit SessionWriter(Profiler::Session& session);
+    ~SessionWriter() override;
+    SessionWriter(const SessionWriter&) = delete;
+    SessionWriter& operator=(const SessionWriter&) = delete;
 
     [[nodiscard]] bool OnBegin(const RecordingInfo& info, Utility::Result& result) override;
     [[nodiscard]] bool OnEvent(const RecordedEvent& event, Utility::Result& result) override;
     [[nodiscard]] bool OnEnd(Utility::Result& result) override;
 
 private:
-    /// Names and contexts on their way to the database.
-    struct NewTexts
+    /// On its way to the database.
+    struct NewText
     {
-        struct Entry
-        {
-            std::uint64_t mID;
-            std::uint32_t mLength;
-            bool mIsName;
-        };
-
-        void Add(std::uint64_t id, std::string_view text, bool isName)
-        {
-            mEntries.push_back({id, static_cast<std::uint32_t>(text.size()), isName});
-            mTexts.append(text);
-        }
-
-        std::vector<Entry> mEntries;
-        /// One behind the other.
-        std::string mTexts;
+        std::uint64_t mID;
+        std::string_view mText;
+        bool mIsName;
     };
     static constexpr std::size_t sTextsAtOnce = 2048;
 
@@ -58,7 +49,7 @@ private:
 
     Profiler::Session& mSession;
     Profiler::TraceEventView mEvent;
-    NewTexts mNewTexts;
+    std::vector<NewText> mNewTexts;
     /// From OnBegin on.
     std::optional<System::SerialThread> mThread;
 };

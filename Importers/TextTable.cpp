@@ -144,7 +144,6 @@ TextArena::Reference ContextTable::Add(std::string_view text, std::uint64_t hash
     const TextWriter::Entry entry = writer.Add(text, hash);
     std::shift_right(set.begin(), set.end(), 1);
     set.front() = {entry.mText, sShorten(hash), entry.mReference};
-    ++mSize;
     return entry.mReference;
 }
 }

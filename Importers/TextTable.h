@@ -142,8 +142,6 @@ public:
             }
         }
     }
-    /// Also those that are stored more than once.
-    std::size_t GetSize() const { return mSize; }
 
 private:
     struct Recent
@@ -160,6 +158,5 @@ private:
     static std::uint32_t sShorten(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
 
     std::vector<Set> mRecent = std::vector<Set>(sNumSets);
-    std::size_t mSize = 0;
 };
 }

@@ -202,9 +202,7 @@ bool Import::Write(EventSink& sink)
 
     const auto duration =
         static_cast<std::uint64_t>(mReport.mLastTimeNs) - static_cast<std::uint64_t>(mReport.mFirstTimeNs);
-    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals,
-                          mCollector.GetNames().GetSize(), mCollector.GetNumContexts()},
-            mResult))
+    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals}, mResult))
     {
         return false;
     }

@@ -44,7 +44,11 @@ namespace Serialization
 [[nodiscard]] bool gWriteBinary(
     Utility::OutputMemoryStream& stream, const std::vector<RTTI::Object*>& objects, Utility::Result& result);
 
-/// Writes a file as a whole: on failure what was there before is still there.
+/// Stores a buffer that was written as a file, as a whole: on failure what was there before is still there.
+[[nodiscard]] bool gStoreBinaryFile(
+    const std::string& path, const Utility::OutputMemoryStream& stream, Utility::Result& result);
+
+/// Both of them: one file with all objects.
 [[nodiscard]] bool gWriteBinaryFile(
     const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result);
 

@@ -297,15 +297,18 @@ bool gWriteBinary(
     return true;
 }
 
-bool gWriteBinaryFile(const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result)
+bool gStoreBinaryFile(const std::string& path, const Utility::OutputMemoryStream& stream, Utility::Result& result)
 {
-    Utility::OutputMemoryStream stream;
-    if (!gWriteBinary(stream, objects, result))
-        return false;
     FileSystem::FileError error;
     return FileSystem::gReplaceFile(path, stream.GetData(), error) ||
            result.Fail(
                EError::Unspecified, "Unable to open file %s for writing: %s", path.c_str(), error.GetReason().c_str());
+}
+
+bool gWriteBinaryFile(const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result)
+{
+    Utility::OutputMemoryStream stream;
+    return gWriteBinary(stream, objects, result) && gStoreBinaryFile(path, stream, result);
 }
 
 }

@@ -20,19 +20,13 @@ uint64_t InstrumentationDatabase::AddEvent(uint64_t id, std::string_view name, s
 {
     // What was read from a file is in the map alone, so the map has the last word.
     if (mKnownEvents.Add(id))
-        mInstrumentationIDs.try_emplace(id, name);
+        mInstrumentationIDs.Add(id, name);
     if (context.empty())
         return cNoContext;
     const uint64_t contextID = Utility::gXXH64(context);
     if (mKnownContexts.Add(contextID))
-        mContextIDs.try_emplace(contextID, context);
+        mContextIDs.Add(contextID, context);
     return contextID;
-}
-
-void InstrumentationDatabase::Reserve(std::size_t numEvents, std::size_t numContexts)
-{
-    mInstrumentationIDs.reserve(numEvents);
-    mContextIDs.reserve(numContexts);
 }
 
 const std::string& InstrumentationDatabase::GetEventName(uint64_t id) const
@@ -48,7 +42,7 @@ const std::string& InstrumentationDatabase::GetContext(uint64_t id) const
 void InstrumentationDatabase::FindEventsByName(
     std::string_view name, std::vector<InstrumentationSearchResult>& results) const
 {
-    for (const auto& [id, eventName] : mInstrumentationIDs)
+    for (const auto& [id, eventName] : mInstrumentationIDs.GetTexts())
         if (EqualsIgnoreCase(eventName, name))
             results.push_back({eventName, id, true});
 }
@@ -56,16 +50,16 @@ void InstrumentationDatabase::FindEventsByName(
 void InstrumentationDatabase::FindEventsContaining(
     std::string_view text, std::vector<InstrumentationSearchResult>& results) const
 {
-    for (const auto& [id, eventName] : mInstrumentationIDs)
+    for (const auto& [id, eventName] : mInstrumentationIDs.GetTexts())
         if (Utility::gContainsIgnoreCase(eventName, text))
             results.push_back({eventName, id, true});
 }
 
-const std::string& InstrumentationDatabase::sFind(const TextByID& texts, uint64_t id)
+const std::string& InstrumentationDatabase::sFind(const TextMap& texts, uint64_t id)
 {
     static const std::string sNone;
-    const auto found = texts.find(id);
-    return found == texts.end() ? sNone : found->second;
+    const auto found = texts.GetTexts().find(id);
+    return found == texts.GetTexts().end() ? sNone : found->second;
 }
 
 }

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "ProfilerLib/session/InstrumentationSearchResult.h"
 #include "ProfilerLib/session/KnownIDs.h"
+#include "ProfilerLib/session/TextMap.h"
 #include "Serialization/RTTI/TypeOf.h"
 
 namespace Profiler
@@ -32,15 +32,16 @@ public:
     /// text. Returns the context's identifier, the XXH64 of its bytes, or `cNoContext`. Copies only what is new.
     uint64_t AddEvent(uint64_t id, std::string_view name, std::string_view context);
 
-    /// The same in two parts, for one who has the context's identifier already and enters most texts once.
-    void AddName(uint64_t id, std::string_view name) { mInstrumentationIDs.try_emplace(id, name); }
-    void AddContext(uint64_t contextID, std::string_view context)
+    /// The same in two parts, for one who has the context's identifier already. The context stays where it is, until
+    /// ForgetLentContexts or until a context is asked for. Not for a database with contexts from a file.
+    void AddName(uint64_t id, std::string_view name) { mInstrumentationIDs.Add(id, name); }
+    void LendContext(uint64_t contextID, std::string_view context)
     {
         if (mKnownContexts.Add(contextID))
-            mContextIDs.try_emplace(contextID, context);
+            mContextIDs.Lend(contextID, context);
     }
-    /// Makes room for that many in all.
-    void Reserve(std::size_t numEvents, std::size_t numContexts);
+    /// Drops the contexts that were lent, unless one was asked for. They are not added again.
+    void ForgetLentContexts() { mContextIDs.ForgetLent(); }
 
     /// The identifier should be one that was added; any other, which only a damaged capture can hold, gives an empty
     /// text. The reference lives as long as the database.
@@ -56,12 +57,10 @@ public:
     std::size_t GetNumContexts() const { return mContextIDs.size(); }
 
 private:
-    using TextByID = std::unordered_map<uint64_t, std::string>;
+    static const std::string& sFind(const TextMap& texts, uint64_t id);
 
-    static const std::string& sFind(const TextByID& texts, uint64_t id);
-
-    TextByID mInstrumentationIDs;
-    TextByID mContextIDs;
+    TextMap mInstrumentationIDs;
+    TextMap mContextIDs;
 
     // What the `Add` operations have entered.
     KnownIDs mKnownEvents;

@@ -42,7 +42,7 @@ TEST(InstrumentationDatabaseTest, AnyNumberIsAnIdentifier)
 {
     // Identifiers that a file brought are known as well.
     InstrumentationDatabase database;
-    GetStored<std::unordered_map<uint64_t, std::string>>(database, "InstrumentationIDs") = {{5 << 20, "stored"}};
+    GetStored<TextMap>(database, "InstrumentationIDs")[5 << 20] = "stored";
     std::vector<uint64_t> ids{0, ~uint64_t{0}};
     for (uint64_t i = 1; i < 500; ++i)
         ids.insert(ids.end(), {i, i << 20, i << 54, ~i});
@@ -51,6 +51,33 @@ TEST(InstrumentationDatabaseTest, AnyNumberIsAnIdentifier)
             database.AddEvent(id, std::to_string(id) + suffix, {});
     for (const uint64_t id : ids)
         EXPECT_EQ(database.GetEventName(id), id == 5 << 20 ? "stored" : std::to_string(id) + " first");
+}
+
+TEST(InstrumentationDatabaseTest, LentContextsAreStoredAndCanBeAskedFor)
+{
+    InstrumentationDatabase database;
+    const uint64_t own = database.AddEvent(1, "Load", "own");
+    {
+        const std::string text = "lent";
+        database.LendContext(7, text);
+        database.LendContext(7, "again");
+        database.LendContext(own, "other");
+        EXPECT_EQ(database.GetNumContexts(), 2u);
+
+        std::vector<std::pair<uint64_t, std::string>> stored;
+        const auto entries = GetStored<TextMap>(database, "ContextIDs").CreateIterator();
+        while (!entries->IsAtEnd())
+        {
+            const RTTI::MapIterator::Entry entry = entries->Next();
+            stored.emplace_back(
+                *static_cast<uint64_t*>(entry.Key.Object), *static_cast<std::string*>(entry.Value.Object));
+        }
+        EXPECT_EQ(stored, (std::vector<std::pair<uint64_t, std::string>>{{own, "own"}, {7, "lent"}}));
+        EXPECT_EQ(database.GetContext(7), "lent");
+    }
+    EXPECT_EQ(database.GetContext(7), "lent") << "copied when it was asked for";
+    EXPECT_EQ(database.GetContext(own), "own");
+    EXPECT_EQ(database.GetNumContexts(), 2u);
 }
 
 TEST(InstrumentationDatabaseTest, SearchesIgnoreCaseAndAppend)

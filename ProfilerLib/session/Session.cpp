@@ -11,6 +11,7 @@
 #include "SpindlemarkAPI/InstrumentationScope.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Format.h"
+#include "Utility/OutputMemoryStream.h"
 #include "Utility/Path.h"
 #include "Utility/Trace.h"
 
@@ -353,13 +354,17 @@ bool Session::Save(Utility::Result& result)
             return false;
         }
     }
-    if (!mEventStream->Flush(result))
-    {
-        return false;
-    }
+    // Before the events are waited for, which may take the disk a while.
+    Utility::OutputMemoryStream contents;
+    const bool hasContents = WriteContents(contents, result);
+    return mEventStream->Flush(result) && hasContents && Serialization::gStoreBinaryFile(mPath, contents, result);
+}
+
+bool Session::WriteContents(Utility::OutputMemoryStream& stream, Utility::Result& result)
+{
     // Lookups in the modules may go on beside this, and enter what they find.
     const ModuleDatabase::Freeze freeze{mModuleDatabase};
-    return Serialization::gWriteBinaryFile(mPath, {this}, result);
+    return Serialization::gWriteBinary(stream, {this}, result);
 }
 
 Thread* Session::FindThread(std::int32_t threadID)
@@ -408,12 +413,12 @@ void Session::UpdateThreads(const TraceEventView& event)
     {
         return;
     }
-    // Events of one thread come in runs.
-    if (mRecentThread == nullptr || mRecentThread->ThreadID != event.mThreadID)
+    Thread*& recent = mRecentThreads[static_cast<std::uint32_t>(event.mThreadID) % mRecentThreads.size()];
+    if (recent == nullptr || recent->ThreadID != event.mThreadID)
     {
-        mRecentThread = &GetOrCreateThread(event.mThreadID);
+        recent = &GetOrCreateThread(event.mThreadID);
     }
-    Thread& thread = *mRecentThread;
+    Thread& thread = *recent;
     switch (event.mType)
     {
     case ETraceEventType::ThreadStart:

@@ -10,6 +10,7 @@
 #include "Serialization/RTTI/TypeOf.h"
 #include "Utility/Result.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -23,6 +24,10 @@ class TypeRegistry;
 namespace System
 {
 class JobScheduler;
+}
+namespace Utility
+{
+class OutputMemoryStream;
 }
 
 namespace Profiler
@@ -147,6 +152,7 @@ private:
 
     ELoadResult LoadContents(const RTTI::TypeRegistry& registry, Utility::Result& result);
     void CompleteThreadOrder();
+    bool WriteContents(Utility::OutputMemoryStream& stream, Utility::Result& result);
     bool ReplayEvents(Utility::Result& result, const std::atomic<bool>* cancelled, Progress* progress);
     bool GiveToModels(const TraceEvent& event, Utility::Result& result);
     static bool sCheckModel(const ModelResult& modelResult, Utility::Result& result);
@@ -160,8 +166,8 @@ private:
     std::vector<Model*> mPendingModels; ///< of `mModels`: made at load, and still without the events
     std::unique_ptr<TraceEventStream> mEventStream;
     ThreadMap mThreads;
-    Thread* mRecentThread = nullptr; ///< of `mThreads`: that of the event before
-    TraceEvent mModelEvent;          ///< one for all, so that its texts keep their room
+    std::array<Thread*, 64> mRecentThreads{}; ///< of `mThreads`, by the last bits of their ids: those of recent events
+    TraceEvent mModelEvent;                   ///< one for all, so that its texts keep their room
     std::vector<std::int32_t> mThreadOrder;
     ModuleDatabase mModuleDatabase;
     InstrumentationDatabase mInstrumentationDatabase;

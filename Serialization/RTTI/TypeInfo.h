@@ -168,11 +168,11 @@ public:
     virtual ~MapIterator() = default;
     virtual bool IsAtEnd() const = 0;
 
-    /// The current entry; moves on.
+    /// The current entry, valid until the next call; moves on.
     virtual Entry Next() = 0;
 };
 
-/// Details of a `Map`. The first argument of each function is the `std::unordered_map`.
+/// Details of a `Map`. The first argument of each function is the `std::unordered_map`, or what has `MapTraits` as one.
 struct MapInfo
 {
     const TypeHandle* Key;

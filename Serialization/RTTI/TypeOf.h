@@ -215,7 +215,10 @@ struct MapDetails
         },
         .Insert = sGetInsert(),
         .CreateIterator = [](void* map) -> std::unique_ptr<MapIterator> {
-            return std::make_unique<TypedMapIterator<T>>(*static_cast<T*>(map));
+            if constexpr (requires(T & entries) { entries.CreateIterator(); })
+                return static_cast<T*>(map)->CreateIterator();
+            else
+                return std::make_unique<TypedMapIterator<T>>(*static_cast<T*>(map));
         },
     };
 };

@@ -51,7 +51,6 @@ constexpr int cWidth = 1400;
 constexpr int cHeight = 900;
 constexpr int32_t cThread = 1;
 constexpr int32_t cShort = 1000;
-constexpr int32_t cLong = 10'000'000;
 
 /// A frame of the long chart against one of the short chart. Both draw about a bar a slot, but how many of the two bars
 /// that could stand on a slot there are depends on the length.
@@ -201,7 +200,7 @@ void gRunFrame(benchmark::State& state)
     QOpenGLContext::currentContext()->functions()->glEnable(GL_RASTERIZER_DISCARD);
     BarChartModel model{&services.mPlugin, services.mSession.get()};
     const BarChart shortChart = gMakeChart(cShort);
-    const BarChart longChart = gMakeChart(cLong);
+    const BarChart longChart = gMakeChart(static_cast<int32_t>(state.range(0)));
     {
         ChartFrame shortFrame{services, model, shortChart};
         ChartFrame longFrame{services, model, longChart};
@@ -312,5 +311,5 @@ void gRunPick(benchmark::State& state)
 
 }
 
-BENCHMARK(gRunFrame)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(gRunPick)->Arg(1000000)->Arg(10000000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(gRunFrame)->Arg(100000)->Arg(10000000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(gRunPick)->Arg(100000)->Arg(1000000)->Arg(10000000)->UseManualTime()->Unit(benchmark::kMillisecond);

@@ -15,6 +15,7 @@
 #include "Renderer/PrimitiveRenderer.h"
 #include "Utility/Clock.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -143,6 +144,40 @@ void BarChartContentsControl::Update(double deltaSeconds)
         return;
     mZoomRange->SetStart(mAnimatedStart.GetValue());
     mZoomRange->SetEnd(mAnimatedEnd.GetValue());
+    // A window that has jumped beyond its old end was held there.
+    mZoomRange->SetStart(mAnimatedStart.GetValue());
+}
+
+void BarChartContentsControl::AnimateWindow(const Span& window)
+{
+    const Span fitted = gFitWindow(window, mZoomRange->mMinimumLength, mZoomRange->mTotal);
+    mAnimatedStart.MoveTo(fitted.mBegin);
+    mAnimatedEnd.MoveTo(fitted.mEnd);
+}
+
+void BarChartContentsControl::MoveWindow(double pan, double zoom)
+{
+    const double length = mAnimatedEnd.GetTarget() - mAnimatedStart.GetTarget();
+    // Far away a number has no digits left for the length.
+    const double middle =
+        std::clamp(mAnimatedStart.GetTarget() + length * (0.5 + pan), 0.0, static_cast<double>(mZoomRange->mTotal));
+    const double newLength = length * std::pow(10.0, -zoom);
+    AnimateWindow({static_cast<float>(middle - newLength * 0.5), static_cast<float>(middle + newLength * 0.5)});
+}
+
+void BarChartContentsControl::ShowBars(int32_t first, int32_t last, bool fits)
+{
+    const auto begin = static_cast<float>(first);
+    const float end = static_cast<float>(last) + 1.0F;
+    const Span window{mAnimatedStart.GetTarget(), mAnimatedEnd.GetTarget()};
+    if (fits)
+        AnimateWindow({begin, end});
+    else if (begin < window.mBegin || end > window.mEnd)
+    {
+        const float half = (window.mEnd - window.mBegin) * 0.5F;
+        const float middle = (begin + end) * 0.5F;
+        AnimateWindow({middle - half, middle + half});
+    }
 }
 
 BarView BarChartContentsControl::GetView() const

@@ -78,6 +78,13 @@ public:
     /// After the window was set by others: the animation of the window rests there.
     void SyncWindow();
 
+    /// Brings other occurrences in sight, eased: moved by `pan` windows, then 10 to the power of `zoom` times fewer
+    /// around the middle. From where an earlier call leads to, not from where it has come.
+    void MoveWindow(double pan, double zoom);
+    /// Brings these occurrences in sight, both included: they fill the window when `fits` is set; otherwise it keeps
+    /// its length, and stays where it is when they are in sight already.
+    void ShowBars(int32_t first, int32_t last, bool fits);
+
     /// For tests, which stop it.
     void SetClock(Clock clock) { mClock = clock; }
 
@@ -119,6 +126,7 @@ private:
 
     void Zoom(const Span& window, float amount, int32_t anchor, bool isAnimated);
     void Pan(float pixels);
+    void AnimateWindow(const Span& window);
     void ReportBar(const BarIndex& index);
     void EndDrag();
     void ShowModeCursor();

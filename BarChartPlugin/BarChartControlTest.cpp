@@ -474,6 +474,34 @@ TEST_F(BarChartControlTest, ZoomBarMovesTheSameWindow)
     EXPECT_EQ(GetScroll().mValue, 3) << "half of the maximum";
 }
 
+TEST_F(BarChartControlTest, CommandsOfTheWindowMoveWhatIsInSight)
+{
+    Show("Frame");
+    BarChartContentsControl& contents = mControl->GetContents();
+    SetWindow(0, 200);
+    const auto expectWindow = [&](float start, float end) {
+        Draw();
+        EXPECT_FLOAT_EQ(GetWindow().mStart, start);
+        EXPECT_FLOAT_EQ(GetWindow().mEnd, end);
+    };
+    contents.MoveWindow(0.5, 0.0);
+    contents.MoveWindow(0.5, 0.0);
+    expectWindow(200, 400);
+    contents.MoveWindow(1e12, 0.0);
+    expectWindow(800, 1000);
+    contents.MoveWindow(-1e12, 0.0);
+    expectWindow(0, 200);
+    contents.MoveWindow(0.0, -0.2);
+    contents.MoveWindow(0.0, 10.0);
+    EXPECT_FLOAT_EQ((Draw(), GetWindow().GetLength()), 100) << "no bar is wider than its slot";
+    contents.ShowBars(300, 599, true);
+    expectWindow(300, 600);
+    contents.ShowBars(400, 400, false);
+    expectWindow(300, 600);
+    contents.ShowBars(999, 999, false);
+    expectWindow(700, 1000);
+}
+
 TEST_F(BarChartControlTest, SizeAdaptsTheSmallestWindowAndNothingElse)
 {
     Show("Frame");

@@ -63,6 +63,14 @@ Span gZoom(const Span& window, float amount, int32_t anchor)
     return {begin, begin + newLength};
 }
 
+Span gFitWindow(const Span& wanted, float minimumLength, float total)
+{
+    const float middle = (wanted.mBegin + wanted.mEnd) * 0.5F;
+    const float length = std::max(minimumLength, std::min(total, wanted.mEnd - wanted.mBegin));
+    const float begin = std::max(0.0F, std::min(total - length, middle - length * 0.5F));
+    return {begin, begin + length};
+}
+
 float gGetDragZoom(float pixels, float sensitivity)
 {
     return pixels * ((sensitivity * 0.05F + 0.001F) * 0.3F);

@@ -71,6 +71,11 @@ struct Span
 /// which stays where it is.
 [[nodiscard]] Span gZoom(const Span& window, float amount, int32_t anchor);
 
+/// The window nearest to the wanted one that begins at 0 or later, ends at `total` or earlier, and is no shorter than
+/// the least length; that goes before the total. Keeps the length where it can, and the middle where the length
+/// changes.
+[[nodiscard]] Span gFitWindow(const Span& wanted, float minimumLength, float total);
+
 /// How many powers of ten a drag of so many pixels, or a turn of the wheel by `delta` (120 a notch), zooms in. The
 /// sensitivities are the cubed ones.
 [[nodiscard]] float gGetDragZoom(float pixels, float sensitivity);

@@ -139,4 +139,28 @@ TEST(ChartLayoutTest, AxisHasTwoTicksAndItsLabelBesideTheUpperOne)
 }
 
 }
+TEST(BarChartGeometryTest, FittedWindowLiesInsideAndKeepsWhatItCan)
+{
+    const struct
+    {
+        Span mWanted;
+        Span mFitted;
+    } cases[] = {
+        {{10.0F, 30.0F}, {10.0F, 30.0F}},
+        {{-1e9F, -1e9F + 64.0F}, {0.0F, 64.0F}},
+        {{95.0F, 115.0F}, {80.0F, 100.0F}},
+        {{50.0F, 52.0F}, {48.5F, 53.5F}},
+        {{-50.0F, 400.0F}, {0.0F, 100.0F}},
+        {{99.0F, 99.0F}, {95.0F, 100.0F}},
+    };
+    for (const auto& [wanted, fitted] : cases)
+    {
+        const Span window = gFitWindow(wanted, 5.0F, 100.0F);
+        EXPECT_FLOAT_EQ(window.mBegin, fitted.mBegin) << wanted.mBegin;
+        EXPECT_FLOAT_EQ(window.mEnd, fitted.mEnd) << wanted.mBegin;
+    }
+    // A chart of fewer occurrences than slots.
+    EXPECT_FLOAT_EQ(gFitWindow({0.0F, 3.0F}, 5.0F, 3.0F).mEnd, 5.0F);
+}
+
 }

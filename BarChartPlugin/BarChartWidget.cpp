@@ -2,6 +2,7 @@
 
 #include "BarChartPlugin/BarChartControl.h"
 #include "BarChartPlugin/BarChartModel.h"
+#include "BarChartPlugin/ChartNavigator.h"
 #include "ProfilerLib/controls/DpiScale.h"
 #include "ProfilerLib/plugin/Message.h"
 #include "ProfilerLib/plugin/Plugin.h"
@@ -76,6 +77,7 @@ BarChartWidget::BarChartWidget(
 BarChartWidget::~BarChartWidget()
 {
     mModel->GetSession()->GetJobScheduler()->Wait({mJob}, true);
+    mNavigator.reset();
     mModeChangedHandle.Unsubscribe();
     mSettingsChangedHandle.Unsubscribe();
 }
@@ -151,6 +153,7 @@ void BarChartWidget::Initialise(ViewContext& context, Event<double, double>& hos
     auto control = std::make_unique<BarChartControl>(host.GetContext(), context, *mModel, hostRangeChosen);
     mBarChartControl = control.get();
     host.SetContent(std::move(control));
+    mNavigator = std::make_unique<ChartNavigator>(GetScope(), GetBus(), *mBarChartControl);
     mModeChangedHandle =
         mBarChartControl->GetContents().mModeChanged.Subscribe([this](EMode mode) { OnModeChanged(mode); });
     mSettingsChangedHandle = mSettings->ChangeListeners.Subscribe([this] { UpdateToolTips(); });

@@ -26,6 +26,7 @@ namespace Profiler
 class BarChart;
 class BarChartControl;
 class BarChartModel;
+class ChartNavigator;
 class Settings;
 struct ViewContext;
 
@@ -94,6 +95,7 @@ private:
     BarChartModel* mModel;
     Settings* mSettings;
     BarChartControl* mBarChartControl = nullptr; ///< null until GL is up; the host widget owns it
+    std::unique_ptr<ChartNavigator> mNavigator;  ///< null until GL is up
     System::JobHandle mJob;                      ///< of the latest request
     std::optional<Request> mPendingRequest;      ///< of the last message, until GL is up
     EventSubscription mSettingsChangedHandle;

@@ -144,6 +144,36 @@ std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarCh
         [&](int32_t a, int32_t b) { return counter.GetCount(a) < counter.GetCount(b); });
 }
 
+std::optional<Profiler::BarChartDescription> gFindBusiestChart(
+    Profiler::Session& session, const std::atomic<bool>& interrupted)
+{
+    constexpr uint64_t cMostEvents = 1000000;
+
+    std::unordered_map<Profiler::BarChartDescription, uint64_t, Profiler::BarChartDescriptionHash,
+        Profiler::BarChartDescriptionEqual>
+        counts;
+    std::optional<Profiler::BarChartDescription> busiest;
+    uint64_t highest = 0;
+    uint64_t numEvents = 0;
+    session.GetEventStream().GetIterator(0.0).ForEachRecord([&](const Profiler::TraceEventRecord& event) {
+        if (event.GetType() == Profiler::ETraceEventType::InstrumentationBegin)
+        {
+            const Profiler::BarChartDescriptionView chart{event.GetBeginName(), event.GetThreadID()};
+            auto found = counts.find(chart);
+            if (found == counts.end())
+                found = counts.try_emplace({std::string{chart.Name}, chart.ThreadID}).first;
+            if (++found->second > highest)
+            {
+                highest = found->second;
+                if (!busiest || chart != *busiest)
+                    busiest = found->first;
+            }
+        }
+        return ++numEvents < cMostEvents && !interrupted.load(std::memory_order_relaxed);
+    });
+    return busiest;
+}
+
 const Profiler::BarChart* gComputeChart(Profiler::Session& session, Profiler::BarChartModel& model,
     const std::string& name, int32_t threadID, const std::atomic<bool>& interrupted, Utility::Result& result)
 {

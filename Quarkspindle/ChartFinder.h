@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "BarChartPlugin/BarChartDescription.h"
 #include "Utility/Result.h"
 
 namespace Profiler
@@ -26,6 +27,11 @@ Profiler::BarChartModel* gFindBarChartModel(Profiler::Session& session, Utility:
 std::optional<int32_t> gChooseThread(Profiler::Session& session, Profiler::BarChartModel& model,
     const std::string& name, std::optional<int32_t> threadID, const std::atomic<bool>& interrupted,
     Utility::Result& result);
+
+/// The event and thread with most begins among the first million events, the first of them among equals; nothing when
+/// there are none.
+std::optional<Profiler::BarChartDescription> gFindBusiestChart(
+    Profiler::Session& session, const std::atomic<bool>& interrupted);
 
 /// The chart from the model, computed by its job on the session's scheduler when it has to be, while this thread waits.
 /// Null with the reason in `result` when that was interrupted. The chart belongs to the model.

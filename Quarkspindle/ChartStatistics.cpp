@@ -40,19 +40,23 @@ double SelectMedian(std::vector<double>& durations)
 
 ChartStatistics gComputeStatistics(const Profiler::BarChart& chart)
 {
-    ChartStatistics statistics;
     const auto& bars = chart.GetLOD(0).Bars;
-    if (bars.empty())
-        return statistics;
-
     std::vector<double> durations(bars.size());
     std::transform(bars.begin(), bars.end(), durations.begin(), [](const auto& bar) { return bar.TotalTimeMs; });
+    return gComputeStatistics(durations);
+}
+
+ChartStatistics gComputeStatistics(std::vector<double>& durations)
+{
+    ChartStatistics statistics;
+    if (durations.empty())
+        return statistics;
     const auto [minimum, maximum] = std::minmax_element(durations.begin(), durations.end());
-    statistics.Count = static_cast<int64_t>(bars.size());
-    statistics.Total = chart.GetTotalTime();
+    statistics.Count = static_cast<int64_t>(durations.size());
+    statistics.Total = std::accumulate(durations.begin(), durations.end(), 0.0);
     statistics.Minimum = *minimum;
     statistics.Maximum = *maximum;
-    statistics.Mean = chart.GetTotalTime() / static_cast<double>(bars.size());
+    statistics.Mean = statistics.Total / static_cast<double>(durations.size());
     statistics.Median = SelectMedian(durations);
     statistics.P95 = SelectPercentile(durations, 95);
     statistics.P99 = SelectPercentile(durations, 99);

@@ -26,6 +26,9 @@ struct ChartStatistics
 
 ChartStatistics gComputeStatistics(const Profiler::BarChart& chart);
 
+/// The same for any durations, whose order it changes; their total is added up in the order that they come in.
+ChartStatistics gComputeStatistics(std::vector<double>& durations);
+
 /// Indices of the bars of level 0 with the longest durations, the longest first, earlier ones first among equals.
 std::vector<int32_t> gFindSlowest(const Profiler::BarChart& chart, int32_t count);
 

@@ -1,6 +1,7 @@
 #include "Quarkspindle/CommandLine.h"
 
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <vector>
@@ -73,21 +74,24 @@ int RunCommand(Command& command)
 
 }
 
-int gRunCommandLine(int argc, const char* const* argv)
+int gRunCommandLine(int argc, const char* const* argv, std::vector<std::unique_ptr<Command>> moreCommands)
 {
     CLI::App program{"Shows every occurrence of an instrumentation event of a capture, and which were slow.\n"
+                     "With paths and no command it opens them in a window.\n"
                      "Where CAPTURE stands, name the capture's directory, its .session file, or the trace beside it.",
         "quarkspindle"};
     program.set_version_flag("--version", gGetVersionText(), "Print the version and exit");
     program.failure_message(&DescribeWrongUsage);
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     program.get_formatter()->label("Subcommands", "Commands");
-    program.require_subcommand(1);
+    program.require_subcommand(0, 1);
     program.footer(
         "Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
         "'quarkspindle COMMAND --help' explains a command.");
 
-    const std::vector<std::unique_ptr<Command>> commands = MakeCommands();
+    std::vector<std::unique_ptr<Command>> commands = MakeCommands();
+    commands.insert(
+        commands.end(), std::make_move_iterator(moreCommands.begin()), std::make_move_iterator(moreCommands.end()));
     for (const auto& command : commands)
         command->Declare(program);
     try

@@ -1,10 +1,12 @@
 #include "Quarkspindle/Host.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "BarChartPlugin/BarChartTypes.h"
 #include "ProfilerLib/plugin/PluginDescriptor.h"
 #include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/settings/RegisterTypes.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/Schema.h"
@@ -26,15 +28,20 @@ void WriteLogLine(const char* line, void*)
 
 }
 
-Host::Host() : mJobScheduler{static_cast<int>(System::gGetNumProcessors())}
+Host::Host() : Host{{{&WriteLogLine, nullptr}}} {}
+
+// Two at least, so that what takes long on one job, such as an import, leaves a thread for charts.
+Host::Host(const std::vector<Utility::TraceSink>& sinks)
+    : mJobScheduler{std::max(2, static_cast<int>(System::gGetNumProcessors()))}
 {
-    Utility::gSetTraceSinks({{&WriteLogLine, nullptr}});
+    Utility::gSetTraceSinks(sinks);
     {
         const auto scope = mTypeRegistry.BeginRegistration(RTTI::gGetOwnerID());
         RTTI::gRegisterTypes(mTypeRegistry);
         Profiler::gRegisterProfilerTypes(mTypeRegistry);
         Profiler::gRegisterSymbolTypes(mTypeRegistry);
         Serialization::gRegisterTypes(mTypeRegistry);
+        Profiler::gRegisterSettingsTypes(mTypeRegistry);
         Profiler::gRegisterBarChartTypes(mTypeRegistry);
     }
     mTypeRegistry.Finalize();
@@ -44,7 +51,11 @@ Host::~Host() = default;
 
 bool Host::LoadPlugins(Utility::Result& result)
 {
-    const std::string path = gFindPluginModule("BarChartPlugin.so");
+    return LoadPlugin(gFindPluginModule("BarChartPlugin.so"), result);
+}
+
+bool Host::LoadPlugin(const std::string& path, Utility::Result& result)
+{
     const auto context = result.PushContext(path);
 
     System::DynamicLibrary module;
@@ -60,7 +71,7 @@ bool Host::LoadPlugins(Utility::Result& result)
 
     mBarChartModule = std::move(module);
     descriptor->InitializeTracing(Utility::gGetTraceSinks());
-    mPlugins.push_back(descriptor->CreatePlugin(nullptr, &mTypeRegistry));
+    mPlugins.push_back(descriptor->CreatePlugin(&mMessageBus, &mTypeRegistry));
     mTypeRegistry.Finalize();
     return true;
 }

@@ -2,32 +2,42 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "ProfilerLib/plugin/MessageBus.h"
 #include "ProfilerLib/plugin/Plugin.h"
 #include "Serialization/RTTI/TypeRegistry.h"
 #include "System/DynamicLibrary.h"
 #include "System/JobScheduler.h"
 #include "Utility/Result.h"
+#include "Utility/Trace.h"
 
 namespace Quarkspindle
 {
 
-/// The long-lived objects of a run: the type registry, the job scheduler and the plug-ins, made and torn down in the
-/// order in which they need each other. Made once, by `main`'s thread, before anything is read or written; sessions and
-/// their models must be gone before it.
+/// The long-lived objects of a run: the type registry, the message bus, the job scheduler and the plug-ins, made and
+/// torn down in the order in which they need each other. Made once, by `main`'s thread, before anything is read or
+/// written; sessions and their models must be gone before it. What a window needs beside them is `WindowHost`.
 class Host
 {
 public:
+    /// The log goes to standard error.
     Host();
+    /// The log goes to these sinks, which must outlive the host.
+    explicit Host(const std::vector<Utility::TraceSink>& sinks);
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
     ~Host();
 
     /// Loads the plug-in module that lies beside the program or in the installed folder, checks its interface, and
-    /// hands over the log, and the registry. False with the reason in `result`; the host then works on without it.
+    /// hands over the log, the bus and the registry. False with the reason in `result`; the host then works on without
+    /// it.
     [[nodiscard]] bool LoadPlugins(Utility::Result& result);
+    /// The same with the module in a file of the caller's choice.
+    [[nodiscard]] bool LoadPlugin(const std::string& path, Utility::Result& result);
 
     RTTI::TypeRegistry& GetTypeRegistry() { return mTypeRegistry; }
+    Profiler::MessageBus& GetMessageBus() { return mMessageBus; }
     System::JobScheduler& GetJobScheduler() { return mJobScheduler; }
     const Profiler::PluginList& GetPlugins() const { return mPlugins; }
 
@@ -35,6 +45,7 @@ private:
     // First in, last out: the registry's records lie in the module.
     System::DynamicLibrary mBarChartModule;
     RTTI::TypeRegistry mTypeRegistry;
+    Profiler::MessageBus mMessageBus;
     Profiler::PluginList mPlugins;
     System::JobScheduler mJobScheduler;
 };

@@ -54,18 +54,21 @@ void ProgressLine::Show(const std::string& text, EUnit unit, uint64_t done, uint
 
     const double fraction = total == 0 ? 0.0 : std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
     std::string line = Utility::gFormat("%s %3.0f %%", text.c_str(), std::floor(fraction * 100.0));
-    const double seconds = now - mPhaseStart;
-    if (seconds > cSecondsBeforeEstimate && done > 0)
-    {
-        const double rate = static_cast<double>(done) / seconds;
-        const double left = static_cast<double>(total - std::min(done, total)) / rate;
-        line += Utility::gFormat(
-            ", %s, %s left", FormatRate(unit, rate).c_str(), gFormatMilliseconds(std::ceil(left) * 1000.0).c_str());
-    }
+    line += sFormatRate(unit, done, total, now - mPhaseStart);
     const auto width = static_cast<std::size_t>(System::gGetTerminalWidth(System::EStandardStream::Error)) - 1;
     std::fprintf(stderr, "\r%s\x1b[K", gMakePrintable(line, width).c_str());
     std::fflush(stderr);
     mShown = true;
+}
+
+std::string ProgressLine::sFormatRate(EUnit unit, uint64_t done, uint64_t total, double seconds)
+{
+    if (seconds <= cSecondsBeforeEstimate || done == 0)
+        return {};
+    const double rate = static_cast<double>(done) / seconds;
+    const double left = static_cast<double>(total - std::min(done, total)) / rate;
+    return Utility::gFormat(
+        ", %s, %s left", FormatRate(unit, rate).c_str(), gFormatMilliseconds(std::ceil(left) * 1000.0).c_str());
 }
 
 void ProgressLine::Report(int32_t, float fraction, const std::string&, int32_t)

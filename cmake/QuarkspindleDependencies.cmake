@@ -9,6 +9,7 @@ find_package(Freetype REQUIRED)
 set(OpenGL_GL_PREFERENCE GLVND)
 find_package(OpenGL REQUIRED)
 find_package(GLEW REQUIRED)
+find_package(X11 REQUIRED)
 find_package(Qt5 5.15 REQUIRED COMPONENTS Gui Widgets)
 
 find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)

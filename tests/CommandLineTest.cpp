@@ -360,9 +360,11 @@ TEST_F(CommandLineTest, CaptureThatCannotBeWrittenCanBeViewed)
 TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
 {
     const std::vector<std::string> rows[] = {
-        {},
         {"unknown"},
         {"import"},
+        {"snapshot", "capture", "--event", "e"},
+        {"snapshot", "capture", "--event", "e", "-o", "x.png", "--size", "1x1"},
+        {"snapshot", "capture", "--event", "e", "-o", "x.png", "--range", "9:3"},
         {"chart", "capture"},
         {"chart", "capture", "--event", "e", "--level", "10"},
         {"chart", "capture", "--event", "e", "--format", "xml"},
@@ -374,12 +376,13 @@ TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
         EXPECT_EQ(result.ExitCode, 2) << result.Output;
         EXPECT_NE(result.Errors, "");
     }
-    EXPECT_NE(gRunQuarkspindle({"unknown"}).Errors.find("\"unknown\" is not known here"), std::string::npos);
+    EXPECT_NE(
+        gRunQuarkspindle({"unknown"}).Errors.find("\"unknown\" is neither a command nor a file"), std::string::npos);
 }
 
 TEST_F(CommandLineTest, HelpAndVersionAreEverywhere)
 {
-    for (const char* command : {"import", "info", "list", "chart", "verify", "repair"})
+    for (const char* command : {"import", "info", "list", "chart", "snapshot", "verify", "repair"})
     {
         const ProgramResult help = gRunQuarkspindle({command, "--help"});
         EXPECT_EQ(help.ExitCode, 0);

@@ -38,7 +38,7 @@ public:
     [[nodiscard]] virtual bool Run(const CommandContext& context, Utility::Result& result) = 0;
 
     /// Whether the user asked for this command; holds after parsing.
-    bool IsChosen() const;
+    virtual bool IsChosen() const;
 
 protected:
     Command() = default;

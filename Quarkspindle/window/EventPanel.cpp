@@ -1,0 +1,103 @@
+#include "Quarkspindle/window/EventPanel.h"
+
+#include <QtGui/QKeyEvent>
+#include <QtWidgets/QHeaderView>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QTableView>
+#include <QtWidgets/QVBoxLayout>
+
+#include "Quarkspindle/Output.h"
+#include "Quarkspindle/window/EventModel.h"
+
+namespace Quarkspindle
+{
+
+EventPanel::EventPanel(const Profiler::Session& session, const Profiler::BarChartModel& charts, QWidget* parent)
+    : QWidget{parent},
+      mModel{new EventModel{session, charts, this}},
+      mSearch{new QLineEdit{this}},
+      mList{new QTableView{this}},
+      mCount{new QLabel{this}}
+{
+    mSearch->setObjectName("eventSearch");
+    mSearch->setPlaceholderText(tr("Search events and threads"));
+    mSearch->setAccessibleName(tr("Search events and threads"));
+    mSearch->setClearButtonEnabled(true);
+    mSearch->installEventFilter(this);
+    connect(mSearch, &QLineEdit::textChanged, this, &EventPanel::OnSearchChanged);
+
+    mList->setObjectName("eventList");
+    mList->setAccessibleName(tr("Events"));
+    mList->setModel(mModel);
+    mList->setSelectionBehavior(QAbstractItemView::SelectRows);
+    mList->setSelectionMode(QAbstractItemView::SingleSelection);
+    mList->setShowGrid(false);
+    mList->setWordWrap(false);
+    mList->setTabKeyNavigation(false);
+    mList->setCornerButtonEnabled(false);
+    mList->verticalHeader()->hide();
+    mList->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    mList->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
+    mList->horizontalHeader()->setHighlightSections(false);
+    mList->horizontalHeader()->setStretchLastSection(true);
+    mList->setColumnWidth(EventModel::Event, fontMetrics().averageCharWidth() * 26);
+    mList->installEventFilter(this);
+    connect(mList, &QTableView::doubleClicked, this, &EventPanel::Pick);
+
+    auto* layout = new QVBoxLayout{this};
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addWidget(mSearch);
+    layout->addWidget(mList, 1);
+    layout->addWidget(mCount);
+    OnSearchChanged({});
+}
+
+void EventPanel::StartSearch()
+{
+    mSearch->setFocus(Qt::ShortcutFocusReason);
+    mSearch->selectAll();
+}
+
+void EventPanel::MarkChart(const std::string& name, int32_t threadID)
+{
+    const int row = mModel->FindRow(name, threadID);
+    if (row >= 0)
+        mList->selectRow(row);
+    else
+        mList->clearSelection();
+}
+
+void EventPanel::OnSearchChanged(const QString& text)
+{
+    mModel->SetSearch(text.toStdString());
+    if (!text.isEmpty() && mModel->rowCount() > 0)
+        mList->selectRow(0);
+    mCount->setText(QString::fromStdString(gFormatCount(static_cast<uint64_t>(mModel->rowCount()), "chart", "charts")));
+}
+
+void EventPanel::Pick(const QModelIndex& index)
+{
+    if (index.isValid())
+        emit ChartPicked(mModel->GetName(index.row()), mModel->GetThreadID(index.row()));
+}
+
+bool EventPanel::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Return || key == Qt::Key_Enter)
+    {
+        Pick(mList->currentIndex());
+        return true;
+    }
+    if (watched == mSearch && key == Qt::Key_Down)
+    {
+        mList->setFocus(Qt::OtherFocusReason);
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+}

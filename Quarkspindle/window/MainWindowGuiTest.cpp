@@ -1,0 +1,471 @@
+#include "Quarkspindle/window/MainWindow.h"
+
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QtGui/QClipboard>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QHeaderView>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QListWidget>
+#include <QtWidgets/QOpenGLWidget>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSlider>
+#include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTableView>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "BarChartPlugin/BarChart.h"
+#include "ProfilerLib/plugin/Message.h"
+#include "ProfilerLib/plugin/MessageBus.h"
+#include "ProfilerLib/session/Session.h"
+#include "Quarkspindle/window/CapturePage.h"
+#include "Quarkspindle/window/EventPanel.h"
+#include "Quarkspindle/window/HistogramWidget.h"
+#include "Quarkspindle/window/MessageStrip.h"
+#include "Quarkspindle/window/SettingsDialog.h"
+#include "Quarkspindle/window/ViewLink.h"
+#include "Quarkspindle/window/WindowHost.h"
+#include "Utility/Hash.h"
+#include "Utility/TemporaryFolder.h"
+
+namespace Quarkspindle
+{
+
+namespace
+{
+
+using testing::HasSubstr;
+
+constexpr int cLongestWaitMs = 20000;
+
+bool WaitFor(const std::function<bool()>& condition)
+{
+    return QTest::qWaitFor(condition, cLongestWaitMs);
+}
+
+/// "work" occurs `count` times on thread 7, as `detail` i, for i + 1 ms, and "rest" twice on thread 8.
+std::string MakeTrace(int count)
+{
+    std::string trace = R"({"traceEvents":[{"ph":"M","pid":7,"tid":7,"name":"thread_name","args":{"name":"main"}})";
+    for (int i = 0; i < count; ++i)
+        trace += ",\n{\"ph\":\"X\",\"pid\":7,\"tid\":7,\"ts\":" + std::to_string(i * 1000000) +
+                 ",\"dur\":" + std::to_string((i + 1) * 1000) + ",\"name\":\"work\",\"args\":{\"detail\":\"<item> " +
+                 std::to_string(i) + "\"}}";
+    for (const int start : {0, 5000})
+        trace +=
+            ",\n{\"ph\":\"X\",\"pid\":7,\"tid\":8,\"ts\":" + std::to_string(start) + ",\"dur\":1000,\"name\":\"rest\"}";
+    return trace + "]}";
+}
+
+/// The names of all messages on the bus.
+class BusLog final : public Profiler::MessageListener
+{
+public:
+    explicit BusLog(Profiler::MessageBus& bus) : MessageListener{Profiler::cAllSessions, &bus} {}
+
+    void OnMessage(const Profiler::Message& message) override
+    {
+        mNames.push_back(message.GetSchema().GetName());
+        if (mNames.back() == "BarSelected")
+            mStart = message.ReadDouble("StartTime").value_or(-2.0);
+        if (mNames.back() == "MoveChart")
+            mPan = message.ReadDouble("Pan").value_or(0.0);
+    }
+
+    std::vector<std::string> mNames;
+    double mStart = -2.0; ///< of the last "BarSelected"
+    double mPan = 0.0;    ///< of the last "MoveChart"
+};
+
+/// One window on a desktop of its own, with its files in a folder of its own.
+class WindowTest : public testing::Test
+{
+protected:
+    void MakeWindow(WindowHost& host)
+    {
+        host.GetSettings().GetSymbolSettings().CaptureTargetDirectory = mFolder / "captures";
+        mState = std::make_unique<WindowState>(QString::fromStdString(mFolder / "window.ini"));
+        mWindow = std::make_unique<MainWindow>(host, *mState);
+        mWindow->resize(1200, 800);
+        mWindow->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(mWindow.get()));
+        QApplication::setActiveWindow(mWindow.get());
+    }
+
+    CapturePage* Open(const std::string& path) { return mWindow->Open(QString::fromStdString(path)); }
+
+    /// Opens it and waits for its first chart with all its rows.
+    CapturePage* OpenWithChart(const std::string& path)
+    {
+        CapturePage* page = Open(path);
+        EXPECT_TRUE(WaitFor([&] { return HasRows(*page); })) << GetMessages();
+        return page;
+    }
+
+    static bool HasRows(const CapturePage& page)
+    {
+        return page.GetChart() != nullptr && !page.GetOccurrences()->IsBusy();
+    }
+
+    std::string GetMessages() const { return mWindow->GetMessages().GetTexts().join("\n").toStdString(); }
+
+    template <class Widget>
+    Widget& Find(const char* name) const
+    {
+        auto* widget = mWindow->GetCurrentPage()->findChild<Widget*>(name);
+        EXPECT_NE(widget, nullptr) << name;
+        return *widget;
+    }
+
+    int GetNumRows() const { return Find<QTableView>("occurrenceTable").model()->rowCount(); }
+
+    std::string GetCell(int row, int column) const
+    {
+        const QAbstractItemModel& model = *Find<QTableView>("occurrenceTable").model();
+        return model.index(row, column).data().toString().toStdString();
+    }
+
+    std::string GetStatistics() const
+    {
+        return Find<QLabel>("statistics").text().replace(QChar::Nbsp, ' ').toStdString();
+    }
+
+    std::vector<int> GetSelectedRows() const
+    {
+        std::vector<int> rows;
+        for (const QModelIndex& index : Find<QTableView>("occurrenceTable").selectionModel()->selectedRows())
+            rows.push_back(index.row());
+        return rows;
+    }
+
+    void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QWidget* target = mWindow->focusWidget() != nullptr ? mWindow->focusWidget() : mWindow.get();
+        QTest::keyClick(target, key, modifiers);
+    }
+
+    TemporaryFolder mFolder;
+    std::unique_ptr<WindowState> mState;
+    std::unique_ptr<MainWindow> mWindow;
+};
+
+/// With the plug-in, which one process can have only once.
+class MainWindowTest : public WindowTest
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        sFolder = new TemporaryFolder;
+        sHost = new WindowHost{*sFolder / "settings.json", *sFolder / "log"};
+        Utility::Result result;
+        ASSERT_TRUE(sHost->GetHost().LoadPlugin(BARCHARTPLUGIN_MODULE, result)) << result.ToString();
+    }
+
+    static void TearDownTestSuite()
+    {
+        delete sHost;
+        delete sFolder;
+    }
+
+    void SetUp() override { MakeWindow(*sHost); }
+
+    void TearDown() override { mWindow.reset(); }
+
+    static inline TemporaryFolder* sFolder = nullptr;
+    static inline WindowHost* sHost = nullptr;
+};
+
+TEST_F(MainWindowTest, TraceBecomesACaptureOnceAndItsBusiestChartIsShown)
+{
+    const std::string trace = mFolder.Write("trace.json", MakeTrace(30));
+    CapturePage* page = OpenWithChart(trace);
+    EXPECT_EQ(page->GetChart()->GetDescription().Name, "work");
+    EXPECT_EQ(GetNumRows(), 30);
+    EXPECT_EQ(GetCell(29, 3), "<item> 29");
+    EXPECT_THAT(GetStatistics(), HasSubstr("max 30.000 ms"));
+    EXPECT_EQ(Find<QTableView>("eventList").model()->rowCount(), 2);
+    EXPECT_EQ(GetMessages(), "");
+    EXPECT_EQ(Open(trace), page);
+
+    const std::size_t numFiles = mFolder.List().size();
+    Press(Qt::Key_W, Qt::ControlModifier);
+    EXPECT_EQ(mWindow->GetCurrentPage(), nullptr);
+    OpenWithChart(trace);
+    EXPECT_EQ(mFolder.List().size(), numFiles);
+}
+
+TEST_F(MainWindowTest, PickingInOneViewShowsInTheOthers)
+{
+    CapturePage* page = OpenWithChart(mFolder.Write("trace.json", MakeTrace(30)));
+    BusLog log{sHost->GetHost().GetMessageBus()};
+
+    Press(Qt::Key_M);
+    EXPECT_THAT(GetSelectedRows(), testing::ElementsAre(29));
+    EXPECT_EQ(log.mStart, 29000.0);
+    Press(Qt::Key_Comma);
+    EXPECT_THAT(GetSelectedRows(), testing::ElementsAre(28));
+    EXPECT_EQ(log.mStart, 28000.0);
+    Press(Qt::Key_Escape);
+    EXPECT_THAT(GetSelectedRows(), testing::IsEmpty());
+    EXPECT_EQ(log.mStart, -1.0);
+
+    // The tallest bar of thirty that are 11 pixels wide, behind the axis and the scroll bar.
+    auto& chart = *page->GetViewContainer()->findChild<QOpenGLWidget*>();
+    const QPoint bar{135 + 29 * 11 + 4, chart.height() - 40};
+    QTest::mouseMove(&chart, bar);
+    QTest::qWait(200);
+    QTest::mouseClick(&chart, Qt::LeftButton, Qt::NoModifier, bar);
+    EXPECT_THAT(log.mNames, testing::Contains("BarChartSelected"));
+    EXPECT_THAT(GetSelectedRows(), testing::ElementsAre(29));
+    EXPECT_EQ(log.mStart, 29000.0);
+
+    Press(Qt::Key_F, Qt::ControlModifier);
+    QTest::keyClicks(mWindow->focusWidget(), "rest 8");
+    EXPECT_EQ(Find<QTableView>("eventList").model()->rowCount(), 1);
+    Press(Qt::Key_Return);
+    EXPECT_TRUE(WaitFor([&] { return page->GetChart()->GetDescription().Name == "rest" && HasRows(*page); }));
+    EXPECT_EQ(GetNumRows(), 2);
+}
+
+TEST_F(MainWindowTest, KeysMoveTheChartUnlessAListHasAUseForThem)
+{
+    CapturePage* page = OpenWithChart(mFolder.Write("trace.json", MakeTrace(300)));
+    page->GetViewContainer()->findChild<QOpenGLWidget*>()->setFocus();
+    BusLog log{sHost->GetHost().GetMessageBus()};
+    for (const Qt::Key key : {Qt::Key_Plus, Qt::Key_Minus, Qt::Key_Left, Qt::Key_Right, Qt::Key_Home, Qt::Key_End})
+    {
+        log.mNames.clear();
+        Press(key);
+        EXPECT_THAT(log.mNames, testing::ElementsAre("MoveChart")) << key;
+    }
+    EXPECT_GT(log.mPan, 1.0);
+    log.mNames.clear();
+    Find<QTableView>("occurrenceTable").setFocus();
+    Press(Qt::Key_End);
+    Press(Qt::Key_Down);
+    EXPECT_THAT(log.mNames, testing::Not(testing::Contains("MoveChart")));
+    // A letter that is typed is no command.
+    Find<QLineEdit>("occurrenceFilter").setFocus();
+    QTest::keyClicks(mWindow->focusWidget(), "m, f.");
+    EXPECT_EQ(Find<QLineEdit>("occurrenceFilter").text(), "m, f.");
+    EXPECT_THAT(mWindow->DescribeKeys().toStdString(), testing::AllOf(HasSubstr("Ctrl+O"), HasSubstr("Home")));
+}
+
+TEST_F(MainWindowTest, TableSortsFiltersAndLeavesTheWindow)
+{
+    CapturePage* page = OpenWithChart(mFolder.Write("trace.json", MakeTrace(30)));
+    auto& table = Find<QTableView>("occurrenceTable");
+    QHeaderView& header = *table.horizontalHeader();
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, Qt::NoModifier,
+        {header.sectionViewportPosition(2) + 10, header.height() / 2});
+    EXPECT_TRUE(WaitFor([&] { return GetCell(0, 0) == "29"; }));
+
+    QTest::keyClicks(&Find<QLineEdit>("occurrenceFilter"), "item> 1");
+    EXPECT_TRUE(WaitFor([&] { return GetNumRows() == 11; }));
+    EXPECT_EQ(GetCell(0, 0), "19");
+    EXPECT_THAT(GetStatistics(), HasSubstr("11 of 30"));
+
+    auto& histogram = Find<HistogramWidget>("histogram");
+    const int y = histogram.height() / 2;
+    QTest::mousePress(&histogram, Qt::LeftButton, Qt::NoModifier, {histogram.width() / 2, y});
+    QTest::mouseMove(&histogram, {histogram.width() * 3 / 4, y});
+    QTest::mouseMove(&histogram, {histogram.width() - 1, y});
+    QTest::mouseRelease(&histogram, Qt::LeftButton, Qt::NoModifier, {histogram.width() - 1, y});
+    EXPECT_TRUE(WaitFor([&] { return GetNumRows() > 0 && GetNumRows() < 11 && HasRows(*page); }));
+    EXPECT_EQ(GetCell(0, 0), "19");
+    const int numRows = GetNumRows();
+
+    table.selectRow(0);
+    Press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::clipboard()->text().toStdString(),
+        "No.\tStart (ms)\tDuration (ms)\tContext\n19\t19000\t20\t<item> 19\n");
+
+    const std::pair<OccurrencePanel::ERows, int> exports[] = {{OccurrencePanel::ERows::All, 30},
+        {OccurrencePanel::ERows::Shown, numRows}, {OccurrencePanel::ERows::Selected, 1}};
+    for (const auto& [rows, expected] : exports)
+    {
+        bool isOver = false;
+        const auto connection = QObject::connect(
+            page->GetOccurrences(), &OccurrencePanel::Exported, [&isOver](bool succeeded) { isOver = succeeded; });
+        ASSERT_TRUE(page->GetOccurrences()->ExportCsv(rows, mFolder / "x.csv"));
+        EXPECT_TRUE(WaitFor([&] { return isOver; }));
+        QObject::disconnect(connection);
+        const std::string text = mFolder.Read("x.csv");
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), expected + 1);
+    }
+    EXPECT_FALSE(page->GrabChart().isNull());
+}
+
+TEST_F(MainWindowTest, CancelledImportLeavesNothingBehind)
+{
+    const std::string trace = mFolder.Write("large.json", MakeTrace(300000));
+    const auto files = mFolder.List();
+    CapturePage* page = Open(trace);
+    ASSERT_TRUE(WaitFor([&] { return std::filesystem::exists(mFolder / "captures"); }));
+    QTest::mouseClick(page->findChild<QPushButton*>("cancelOpening"), Qt::LeftButton);
+    EXPECT_TRUE(WaitFor([&] { return mWindow->GetCurrentPage() == nullptr; }));
+    EXPECT_EQ(GetMessages(), "");
+    EXPECT_EQ(mFolder.List(), files);
+
+    // Nor does a tab that is closed, or a window.
+    Open(trace);
+    ASSERT_TRUE(WaitFor([&] { return std::filesystem::exists(mFolder / "captures"); }));
+    mWindow.reset();
+    EXPECT_EQ(mFolder.List(), files);
+}
+
+TEST_F(MainWindowTest, WhatCannotBeOpenedGivesAMessageAndAWorkingWindow)
+{
+    const std::string good = mFolder.Write("good.json", MakeTrace(3));
+    OpenWithChart(good);
+    std::string session;
+    std::string sessionName;
+    for (const std::string& file : mFolder.List())
+    {
+        if (file.ends_with(".session"))
+            sessionName = file;
+    }
+    session = mFolder.Read(sessionName);
+    std::string damaged = session;
+    damaged[damaged.size() / 2] ^= 0x20;
+    // As a later program might write it: the versions of the class and its bases are others, and the checksum is right.
+    std::string newer = session;
+    const std::string key = "\"FullVersion\": ";
+    const std::size_t version =
+        newer.find(key, newer.find("\"SessionInfo\"", newer.find("\"Profiler::Session\""))) + key.size();
+    ASSERT_LT(version, newer.size());
+    newer[version] = newer[version] == '1' ? '2' : '1';
+    const std::size_t numChecked = newer.size() - sizeof(uint64_t);
+    const uint64_t checksum = Utility::gXXH64(std::string_view{newer}.substr(0, numChecked));
+    std::memcpy(newer.data() + numChecked, &checksum, sizeof(checksum));
+    const std::string events = FileSystem::gGetDirectory(sessionName);
+    for (const std::string name : {"damaged", "newer"})
+    {
+        mFolder.Write(name + "/events.dat", mFolder.Read(events + "/events.dat"));
+        mFolder.Write(name + "/events.index", mFolder.Read(events + "/events.index"));
+    }
+    mFolder.Write("damaged/x.session", damaged);
+    mFolder.Write("newer/x.session", newer);
+
+    const std::pair<std::string, std::string> cases[] = {
+        {mFolder / "damaged", "damaged/x.session"},
+        {mFolder / "newer", "newer/x.session"},
+        {mFolder.Write("note.txt", "Dear diary, this is no trace.\n"), "note.txt"},
+        {mFolder.Write("empty.json", ""), "empty.json"},
+        {mFolder / "missing", "no such file"},
+        {mFolder.GetPath(), "no capture"},
+    };
+    for (const auto& [path, message] : cases)
+    {
+        mWindow->GetMessages().Clear();
+        CapturePage* page = Open(path);
+        EXPECT_TRUE(WaitFor([&] { return mWindow->GetCurrentPage() != page; })) << path;
+        EXPECT_THAT(GetMessages(), HasSubstr(message)) << path;
+    }
+    EXPECT_TRUE(HasRows(*mWindow->GetCurrentPage()));
+    Press(Qt::Key_M);
+    EXPECT_THAT(GetSelectedRows(), testing::ElementsAre(2));
+}
+
+TEST_F(MainWindowTest, LastChartComesBackWithItsCapture)
+{
+    const std::string trace = mFolder.Write("trace.json", MakeTrace(5));
+    CapturePage* page = OpenWithChart(trace);
+    ASSERT_TRUE(page->ShowChart("rest", 8));
+    EXPECT_TRUE(WaitFor([&] { return page->GetChart()->GetDescription().Name == "rest"; }));
+    mWindow->close();
+    MakeWindow(*sHost);
+    EXPECT_EQ(OpenWithChart(trace)->GetChart()->GetDescription().Name, "rest");
+    EXPECT_EQ(mState->GetRecentFiles(), QStringList{QString::fromStdString(trace)});
+}
+
+TEST_F(MainWindowTest, EmptyCaptureIsShownAndTakesAllCommands)
+{
+    Host& host = sHost->GetHost();
+    ASSERT_TRUE(std::filesystem::create_directory(mFolder / "empty"));
+    {
+        Profiler::Session session{mFolder / "empty/x.session", nullptr, &host.GetJobScheduler(), &host.GetPlugins()};
+        Utility::Result result;
+        session.CreateModels();
+        ASSERT_TRUE(session.BeginModels(result) && session.EndModels(result)) << result.ToString();
+    }
+    CapturePage* page = Open(mFolder / "empty");
+    ASSERT_TRUE(WaitFor([&] { return page->GetOccurrences() != nullptr && page->GetViews()->IsReady(); }))
+        << GetMessages();
+    for (const Qt::Key key : {Qt::Key_M, Qt::Key_Period, Qt::Key_Comma, Qt::Key_F, Qt::Key_N, Qt::Key_A, Qt::Key_Escape,
+             Qt::Key_Plus, Qt::Key_Home})
+        Press(key);
+    EXPECT_EQ(page->GetChart(), nullptr);
+    EXPECT_EQ(GetMessages(), "");
+}
+
+TEST_F(MainWindowTest, FramesStopWhileTheWindowIsHidden)
+{
+    int numFrames = 0;
+    FrameClock clock{*mWindow, [&](double seconds) {
+                         numFrames += seconds >= 0.0 ? 1 : 0;
+                     }};
+    EXPECT_TRUE(WaitFor([&] { return numFrames > 3; }));
+    mWindow->hide();
+    EXPECT_TRUE(WaitFor([&] { return !clock.IsRunning(); }));
+    mWindow->show();
+    EXPECT_TRUE(WaitFor([&] { return clock.IsRunning(); }));
+}
+
+TEST_F(MainWindowTest, SettingsAreSavedAndTold)
+{
+    Profiler::Settings& settings = sHost->GetSettings();
+    SettingsDialog dialog{settings, mWindow.get()};
+    dialog.show();
+    QTest::mouseClick(dialog.findChild<QPushButton*>("addLocation"), Qt::LeftButton);
+    dialog.findChild<QListWidget*>("symbolLocations")->item(0)->setText("/srv/symbols");
+    dialog.findChild<QLineEdit*>("symbolDirectory")->setText(QString::fromStdString(mFolder / "symbols"));
+    dialog.findChild<QSlider*>("wheelSensitivity")->setValue(75);
+    bool isTold = false;
+    const EventSubscription subscription = settings.ChangeListeners.Subscribe([&isTold] { isTold = true; });
+    ASSERT_TRUE(dialog.Save());
+    EXPECT_TRUE(isTold);
+
+    Profiler::Settings loaded;
+    ASSERT_TRUE(loaded.Load(settings.GetPath(), sHost->GetHost().GetTypeRegistry()));
+    EXPECT_EQ(
+        loaded.GetSymbolSettings().SymbolLocations, (std::vector<Profiler::SymbolLocation>{{"/srv/symbols", true}}));
+    EXPECT_EQ(loaded.GetSymbolSettings().GetSymbolCacheDirectory(), mFolder / "symbols");
+    EXPECT_FLOAT_EQ(loaded.GetInputSettings().GetMouseWheelSensitivity(false), 0.75F);
+}
+
+using PluginProblemTest = WindowTest;
+
+TEST_F(PluginProblemTest, WindowWorksWithoutAPlugin)
+{
+    const std::pair<std::string, std::string> modules[] = {
+        {mFolder / "BarChartPlugin.so", "could not be loaded"},
+        {mFolder.Write("BarChartPlugin.so", "no module"), "could not be loaded"},
+        {OTHER_VERSION_MODULE, "interface version 4"},
+    };
+    for (const auto& [module, message] : modules)
+    {
+        WindowHost host{mFolder / "settings.json", mFolder / "log"};
+        Utility::Result result;
+        EXPECT_FALSE(host.GetHost().LoadPlugin(module, result));
+        EXPECT_THAT(gDescribe(result), testing::AllOf(HasSubstr(message), HasSubstr(module)));
+        MakeWindow(host);
+        CapturePage* page = Open(mFolder.Write("trace.json", MakeTrace(3)));
+        EXPECT_TRUE(WaitFor([&] { return page->IsOpen(); })) << GetMessages();
+        EXPECT_EQ(page->GetOccurrences(), nullptr);
+        mWindow.reset();
+    }
+}
+
+}
+
+}

@@ -1,0 +1,64 @@
+#include "Quarkspindle/window/WindowHost.h"
+
+#include <QtCore/QCoreApplication>
+
+#include "Quarkspindle/window/WindowState.h"
+#include "Utility/FileSystem.h"
+#include "Utility/Path.h"
+#include "Utility/Trace.h"
+
+namespace Quarkspindle
+{
+
+namespace
+{
+
+std::FILE* OpenLog(const std::string& path)
+{
+    return FileSystem::gCreateDirectoryTree(FileSystem::gGetDirectory(path)) ? std::fopen(path.c_str(), "w") : nullptr;
+}
+
+/// Any thread: a stream has a lock of its own.
+void WriteLogLine(const char* line, void* file)
+{
+    if (file == nullptr)
+        return;
+    std::fputs(line, static_cast<std::FILE*>(file));
+    std::fflush(static_cast<std::FILE*>(file));
+}
+
+}
+
+void WindowHost::CloseLog::operator()(std::FILE* file) const
+{
+    Utility::gSetTraceSinks({});
+    std::fclose(file);
+}
+
+WindowHost::WindowHost(const std::string& settingsPath, const std::string& logPath)
+    : mLog{OpenLog(logPath)},
+      mHost{{{&WriteLogLine, mLog.get()}}},
+      mKeyboardFilter{mKeyboardState}
+{
+    const bool isThere = FileSystem::gFileExists(settingsPath);
+    mAreSettingsDamaged = !mSettings.Load(settingsPath, mHost.GetTypeRegistry()) && isThere;
+    QCoreApplication::instance()->installEventFilter(&mKeyboardFilter);
+    mViewContext.Settings = &mSettings;
+    mViewContext.KeyboardState = &mKeyboardState;
+    mViewContext.RenderContext = &mRenderContext;
+}
+
+WindowHost::~WindowHost() = default;
+
+std::string WindowHost::sGetDefaultSettingsPath()
+{
+    return FileSystem::gCombinePath(FileSystem::gGetKnownFolder(0), "quarkspindle/settings.json");
+}
+
+std::string WindowHost::sGetDefaultLogPath()
+{
+    const std::string folder = FileSystem::gGetDirectory(WindowState::sGetDefaultPath().toStdString());
+    return FileSystem::gCombinePath(folder, "quarkspindle.log");
+}
+
+}

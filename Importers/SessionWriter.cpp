@@ -61,32 +61,32 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
     mEvent.mContext = event.mContext;
     if (event.mIsNewName) [[unlikely]]
     {
-        mNewTexts.push_back({event.mNameID, event.mName, true});
+        mSession.GetInstrumentationDatabase().AddName(event.mNameID, event.mName);
     }
     if (event.mIsNewContext)
     {
-        mNewTexts.push_back({event.mContextID, event.mContext, false});
+        mNewContexts.push_back({event.mContextID, event.mContext});
     }
-    if (mNewTexts.size() >= sTextsAtOnce)
+    if (mNewContexts.size() >= sContextsAtOnce)
     {
-        EnterTexts();
+        LendContexts();
     }
     return mSession.AddEvent(mEvent, result);
 }
 
-void SessionWriter::EnterTexts()
+void SessionWriter::LendContexts()
 {
-    mThread->Post([&database = mSession.GetInstrumentationDatabase(), news = std::exchange(mNewTexts, {})] {
-        for (const NewText& text : news)
+    mThread->Post([&database = mSession.GetInstrumentationDatabase(), news = std::exchange(mNewContexts, {})] {
+        for (const NewContext& context : news)
         {
-            text.mIsName ? database.AddName(text.mID, text.mText) : database.LendContext(text.mID, text.mText);
+            database.LendContext(context.mID, context.mText);
         }
     });
 }
 
 bool SessionWriter::OnEnd(Utility::Result& result)
 {
-    EnterTexts();
+    LendContexts();
     if (!mSession.GetEventStream().StartFlush(result))
     {
         return false;

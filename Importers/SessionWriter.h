@@ -19,9 +19,9 @@ namespace Importers
 {
 /// Records into a session that is new: the one way from an importer into a capture. It fills the SessionInfo, makes the
 /// models, adds every event, enters names and contexts into the session's database, and saves at the end. The database
-/// is filled by a thread of its own while events are added; nothing but this class may use it before the end. What is
-/// written is on the disk once OnEnd has returned true, and not before. The session has the contexts only while there
-/// is the writer: from then on they are in the file alone.
+/// gets its contexts by a thread of its own while events are added; nothing but this class may use it before the end.
+/// What is written is on the disk once OnEnd has returned true, and not before. The session has the contexts only while
+/// there is the writer: from then on they are in the file alone.
 class SessionWriter final : public EventSink
 {
 public:
@@ -36,20 +36,20 @@ public:
     [[nodiscard]] bool OnEnd(Utility::Result& result) override;
 
 private:
-    /// On its way to the database.
-    struct NewText
+    /// On its way to the database. An import that fails takes its texts away without a word, so nobody looks at one
+    /// before OnEnd.
+    struct NewContext
     {
         std::uint64_t mID;
         std::string_view mText;
-        bool mIsName;
     };
-    static constexpr std::size_t sTextsAtOnce = 2048;
+    static constexpr std::size_t sContextsAtOnce = 2048;
 
-    void EnterTexts();
+    void LendContexts();
 
     Profiler::Session& mSession;
     Profiler::TraceEventView mEvent;
-    std::vector<NewText> mNewTexts;
+    std::vector<NewContext> mNewContexts;
     /// From OnBegin on.
     std::optional<System::SerialThread> mThread;
 };

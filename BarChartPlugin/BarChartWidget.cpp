@@ -139,8 +139,7 @@ void BarChartWidget::FillEvents()
     for (const BarChartDescription& chart : charts)
         mEvents.push_back(chart.Name);
     std::ranges::sort(mEvents);
-    const auto [first, last] = std::ranges::unique(mEvents);
-    mEvents.erase(first, last);
+    mEvents.erase(std::unique(mEvents.begin(), mEvents.end()), mEvents.end());
     const QSignalBlocker blocker{mForm->mEventComboBox};
     for (const std::string& event : mEvents)
         mForm->mEventComboBox->addItem(gMakeText(event));

@@ -198,8 +198,12 @@ protected:
 
     void ExpectPicture(const std::string& name)
     {
-        EXPECT_TRUE(Tests::gIsPictureAsBefore(
-            mHost->grabFramebuffer(), name, BARCHART_PICTURES_OUTPUT, BARCHART_PICTURES_REFERENCE));
+        const QImage picture = mHost->grabFramebuffer();
+        EXPECT_TRUE(
+            Tests::gIsPictureAsBefore(picture, name, BARCHART_PICTURES_OUTPUT, BARCHART_PICTURES_REFERENCE));
+        // Where a window is drawn into a picture, what lies behind the chart would pale it.
+        EXPECT_EQ(picture, picture.convertToFormat(QImage::Format_RGB32).convertToFormat(picture.format()))
+            << name << " is not opaque";
     }
 
     ChartCapture mCapture{1};

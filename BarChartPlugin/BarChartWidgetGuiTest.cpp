@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QtGui/QSurfaceFormat>
 #include <QtGui/QWindow>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -76,6 +77,10 @@ protected:
         mWidget = std::make_unique<BarChartWidget>(
             mCapture.mContext, mCapture.GetModel(), mCapture.mViewHost.RangeChosen, nullptr);
         mHost = mWidget->findChild<ControlHostWidget*>("mControlHostWidget");
+        // As windows get it on a desktop that composes them.
+        QSurfaceFormat format = mHost->format();
+        format.setAlphaBufferSize(8);
+        mHost->setFormat(format);
         mEvents = mWidget->findChild<PlaceholderComboBox*>("mEventComboBox");
         mThreads = mWidget->findChild<PlaceholderComboBox*>("mThreadComboBox");
     }
@@ -199,8 +204,7 @@ protected:
     void ExpectPicture(const std::string& name)
     {
         const QImage picture = mHost->grabFramebuffer();
-        EXPECT_TRUE(
-            Tests::gIsPictureAsBefore(picture, name, BARCHART_PICTURES_OUTPUT, BARCHART_PICTURES_REFERENCE));
+        EXPECT_TRUE(Tests::gIsPictureAsBefore(picture, name, BARCHART_PICTURES_OUTPUT, BARCHART_PICTURES_REFERENCE));
         // Where a window is drawn into a picture, what lies behind the chart would pale it.
         EXPECT_EQ(picture, picture.convertToFormat(QImage::Format_RGB32).convertToFormat(picture.format()))
             << name << " is not opaque";

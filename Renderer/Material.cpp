@@ -96,7 +96,8 @@ void Material::Apply() const
     Switch(GL_BLEND, mBlend);
     if (mBlend)
     {
-        // An opaque surface stays opaque, so that nothing shines through it where it is put on a window or in a picture.
+        // An opaque surface stays opaque, so that nothing shines through it where it is put on a window or in a
+        // picture.
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
     }
     Switch(GL_ALPHA_TEST, mAlphaTest);

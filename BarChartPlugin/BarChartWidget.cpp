@@ -112,15 +112,18 @@ void BarChartWidget::ConnectForm()
 {
     for (QAction* mode : {mForm->actionSelect, mForm->actionZoom, mForm->actionPan})
         connect(mode, &QAction::toggled, this, &BarChartWidget::OnModeActionToggled);
-    const auto connectCommand = [this](QAction* action, void (BarChartControl::*command)()) {
-        connect(action, &QAction::triggered, this, [this, command] {
-            if (mBarChartControl != nullptr)
-                (mBarChartControl->*command)();
-        });
-    };
-    connectCommand(mForm->actionZoomToExtents, &BarChartControl::ZoomToExtents);
-    connectCommand(mForm->actionNormalize, &BarChartControl::Normalize);
-    connectCommand(mForm->actionAverage, &BarChartControl::Average);
+    connect(mForm->actionZoomToExtents, &QAction::triggered, this, [this] {
+        if (mBarChartControl != nullptr)
+            mBarChartControl->ZoomToExtents();
+    });
+    connect(mForm->actionNormalize, &QAction::triggered, this, [this] {
+        if (mBarChartControl != nullptr)
+            mBarChartControl->Normalize();
+    });
+    connect(mForm->actionAverage, &QAction::triggered, this, [this] {
+        if (mBarChartControl != nullptr)
+            mBarChartControl->Average();
+    });
     connect(this, &BarChartWidget::OnGetOrCreateBarChartCompleted, this, &BarChartWidget::OnBarChartReady);
     connect(mForm->mThreadComboBox, qOverload<int>(&QComboBox::currentIndexChanged), this,
         &BarChartWidget::OnThreadChanged);

@@ -24,7 +24,7 @@ BarChart gMakeChart(int count)
         event.mTime = i * 10.0;
         chart.ProcessEvent(event);
         event.mType = ETraceEventType::InstrumentationEnd;
-        event.mTime = i * 10.0 + 1 + i * 7919 % 8;
+        event.mTime = i * 10.0 + 1 + i % 8 * 7919 % 8;
         chart.ProcessEvent(event);
     }
     return chart;

@@ -7,16 +7,14 @@
 #include "ProfilerLib/plugin/MessageBus.h"
 #include "ProfilerLib/plugin/Plugin.h"
 #include "ProfilerLib/plugin/View.h"
-#include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "ProfilerLib/settings/KeyboardState.h"
 #include "ProfilerLib/settings/Settings.h"
 #include "Renderer/PrimitiveRenderer.h"
 #include "Renderer/RenderContext.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "System/JobScheduler.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Guid.h"
@@ -92,13 +90,7 @@ struct Services
     {
         static RTTI::TypeRegistry sRegistry;
         [[maybe_unused]] static const bool sFilled = [] {
-            {
-                const auto scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
-                RTTI::gRegisterTypes(sRegistry);
-                Serialization::gRegisterTypes(sRegistry);
-                gRegisterProfilerTypes(sRegistry);
-            }
-            sRegistry.Finalize();
+            gRegisterCaptureTypes(sRegistry);
             return true;
         }();
         gRequire(FileSystem::gCreateDirectoryTree(mFolder), "the folder cannot be made");

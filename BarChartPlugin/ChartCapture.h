@@ -5,14 +5,12 @@
 #include "ProfilerLib/plugin/MessageBus.h"
 #include "ProfilerLib/plugin/Plugin.h"
 #include "ProfilerLib/plugin/View.h"
-#include "ProfilerLib/session/RegisterTypes.h"
+#include "ProfilerLib/session/CaptureTypes.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 #include "ProfilerLib/settings/KeyboardState.h"
 #include "ProfilerLib/settings/Settings.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "System/JobScheduler.h"
 #include "Utility/TemporaryFolder.h"
 
@@ -133,13 +131,7 @@ private:
     {
         static RTTI::TypeRegistry sRegistry;
         [[maybe_unused]] static const bool sFilled = [] {
-            {
-                const auto scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
-                RTTI::gRegisterTypes(sRegistry);
-                Serialization::gRegisterTypes(sRegistry);
-                gRegisterProfilerTypes(sRegistry);
-            }
-            sRegistry.Finalize();
+            gRegisterCaptureTypes(sRegistry);
             return true;
         }();
     }

@@ -8,6 +8,7 @@
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/ResolvedAddress.h"
 #include "Quarkspindle/Host.h"
+#include "Quarkspindle/SettingsPath.h"
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/Schema.h"
@@ -72,7 +73,7 @@ void SymbolLookup::RegisterTypes()
 
 void SymbolLookup::ApplySettings(const SymbolPlaces& places)
 {
-    const std::string path = FileSystem::gCombinePath(FileSystem::gGetKnownFolder(0), "quarkspindle/settings.json");
+    const std::string path = gGetSettingsPath();
     const bool hasFile = FileSystem::gFileExists(path);
     (void)mSettings.Load(path, mRegistry);
     Profiler::SymbolSettings& settings = mSettings.GetSymbolSettings();

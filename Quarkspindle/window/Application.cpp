@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "Quarkspindle/SettingsPath.h"
 #include "Quarkspindle/window/CaptureOpener.h"
 #include "Utility/Trace.h"
 
@@ -63,7 +64,7 @@ Application::Application(const std::atomic<bool>& interrupted) : mApplication{mN
     QCoreApplication::setApplicationName("quarkspindle");
     QGuiApplication::setApplicationDisplayName("Quarkspindle");
     QGuiApplication::setDesktopFileName("quarkspindle");
-    mHost = std::make_unique<WindowHost>(WindowHost::sGetDefaultSettingsPath(), WindowHost::sGetDefaultLogPath());
+    mHost = std::make_unique<WindowHost>(gGetSettingsPath(), WindowHost::sGetDefaultLogPath());
     OpenLog();
     Utility::Result result;
     if (!mHost->GetHost().LoadPlugins(result))

@@ -50,11 +50,6 @@ WindowHost::WindowHost(const std::string& settingsPath, const std::string& logPa
 
 WindowHost::~WindowHost() = default;
 
-std::string WindowHost::sGetDefaultSettingsPath()
-{
-    return FileSystem::gCombinePath(FileSystem::gGetKnownFolder(0), "quarkspindle/settings.json");
-}
-
 std::string WindowHost::sGetDefaultLogPath()
 {
     const std::string folder = FileSystem::gGetDirectory(WindowState::sGetDefaultPath().toStdString());

@@ -27,9 +27,6 @@ public:
     WindowHost& operator=(const WindowHost&) = delete;
     ~WindowHost();
 
-    /// settings.json in the folder "quarkspindle" of the user's configuration.
-    static std::string sGetDefaultSettingsPath();
-
     /// quarkspindle.log beside what the window remembers.
     static std::string sGetDefaultLogPath();
 

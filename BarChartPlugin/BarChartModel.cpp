@@ -48,16 +48,10 @@ bool BarChartModel::sLoad(
 
     RTTI::ObjectFactory factory;
     factory.SetFactory<BarChartModel>([&] { return std::make_unique<BarChartModel>(&plugin, &session); });
-    std::vector<std::unique_ptr<RTTI::Object>> roots;
-    if (!Serialization::gReadBinaryFile(
-            path, *plugin.GetTypeRegistry(), factory, Serialization::EUnknownTypePolicy::Skip, roots, result))
-        return false;
-
-    std::unique_ptr<BarChartModel> model = Serialization::gTakeFirst<BarChartModel>(roots);
-    if (!result.Check(model != nullptr, Serialization::CorruptData,
-            "The file does not appear to be a BarChartModel file (missing BarChartModel object)"))
-        return false;
-    if (!model->CheckLoaded(result))
+    auto model = Serialization::gReadFirst<BarChartModel>(path, *plugin.GetTypeRegistry(), factory,
+        Serialization::EUnknownTypePolicy::Skip,
+        "The file does not appear to be a BarChartModel file (missing BarChartModel object)", result);
+    if (model == nullptr || !model->CheckLoaded(result))
         return false;
     outModel = std::move(model);
     return true;

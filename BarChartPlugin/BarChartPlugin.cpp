@@ -2,8 +2,6 @@
 
 #include "BarChartPlugin/BarChartModel.h"
 #include "BarChartPlugin/BarChartTypes.h"
-#include "BarChartPlugin/BarChartView.h"
-#include "ProfilerLib/plugin/View.h"
 #include "ProfilerLib/session/RegisterTypes.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "Serialization/RTTI/Image.h"
@@ -40,11 +38,6 @@ std::unique_ptr<Model> BarChartPlugin::LoadModel(Session& session)
         return nullptr;
     }
     return model;
-}
-
-std::unique_ptr<View> BarChartPlugin::CreateView(ViewHost& host, ViewContext& context, Model& model)
-{
-    return std::make_unique<BarChartView>(context, static_cast<BarChartModel&>(model), host.RangeChosen);
 }
 
 }

@@ -16,6 +16,7 @@ public:
 
     std::unique_ptr<Model> CreateModel(Session& session) override;
     std::unique_ptr<Model> LoadModel(Session& session) override;
+    /// Null in the module that has no views.
     std::unique_ptr<View> CreateView(ViewHost& host, ViewContext& context, Model& model) override;
 };
 

@@ -26,7 +26,6 @@ namespace Profiler
 namespace
 {
 
-constexpr int32_t cViewKind = 3;
 constexpr int32_t cNoThread = -1;
 
 /// In a "BarSelected", for the chart that is on show.
@@ -55,7 +54,7 @@ QString gMakeText(const std::string& text)
 
 BarChartWidget::BarChartWidget(
     ViewContext& context, BarChartModel& model, Event<double, double>& hostRangeChosen, QWidget* parent)
-    : ViewWidget{cViewKind, QIcon{":/BarChartPlugin/Resources/instrumentationtimings.png"}, parent},
+    : ViewWidget{cInstrumentationTimings, QIcon{":/BarChartPlugin/Resources/instrumentationtimings.png"}, parent},
       MessageListener{gGetMessageScope(*model.GetSession()), model.GetPlugin()->GetMessageBus()},
       mForm{std::make_unique<Ui::BarChartWidget>()},
       mModel{&model},
@@ -70,6 +69,12 @@ BarChartWidget::BarChartWidget(
     mForm->mControlHostWidget->SetRenderContext(context.RenderContext);
     mForm->mControlHostWidget->SetInitialiseCallback(
         [this, &context, &hostRangeChosen] { Initialise(context, hostRangeChosen); });
+    mForm->label_2->setBuddy(mForm->mEventComboBox);
+    mForm->label->setBuddy(mForm->mThreadComboBox);
+    mForm->mControlHostWidget->setAccessibleName(tr("Chart of occurrences"));
+    // In a narrow window the combo boxes give way, not the chart.
+    mForm->mControlHostWidget->setMinimumWidth(static_cast<int>(ScaledX(220.0F)));
+    mForm->mSplitter->setCollapsible(1, false);
     mForm->mSplitter->setStretchFactor(0, 0);
     mForm->mSplitter->setStretchFactor(1, 1);
 }
@@ -85,8 +90,9 @@ BarChartWidget::~BarChartWidget()
 void BarChartWidget::MakeToolBar()
 {
     auto* toolBar = new QToolBar;
-    // A multiple of eight pixels, for which the images are drawn.
-    const int size = static_cast<int>(std::round(ScaledX(16.0F) * 0.125F)) * 8;
+    // A multiple of eight pixels, for which the images are drawn. Where the desktop enlarges all by itself, what it
+    // says of the screen gives 8, in which nothing can be told from anything.
+    const int size = std::max(16, static_cast<int>(std::round(ScaledX(16.0F) * 0.125F)) * 8);
     toolBar->setIconSize({size, size});
     toolBar->setStyleSheet("QToolBar { padding: 0; }");
 

@@ -166,8 +166,9 @@ protected:
 
 TEST_F(BarChartPluginTest, ExportsItsThreeNamesAndNothingElse)
 {
-    EXPECT_THAT(gReadExports(BARCHARTPLUGIN_MODULE),
-        testing::UnorderedElementsAre("createPlugin", "descriptor", "initializeTracing"));
+    for (const char* module : {BARCHARTPLUGIN_MODULE, BARCHARTMODELS_MODULE})
+        EXPECT_THAT(
+            gReadExports(module), testing::UnorderedElementsAre("createPlugin", "descriptor", "initializeTracing"));
 }
 
 TEST_F(BarChartPluginTest, DescriptorNamesVersionAndEntries)

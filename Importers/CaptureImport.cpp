@@ -61,11 +61,15 @@ public:
         }
         for (; !missing.empty(); missing.pop_back())
         {
-            if (!FileSystem::gCreateNewDirectory(missing.back(), error))
+            if (FileSystem::gCreateNewDirectory(missing.back(), error))
+            {
+                mCreated.push_back(missing.back());
+            }
+            else if (error.mNumber != static_cast<int>(std::errc::file_exists))
             {
                 return false;
             }
-            mCreated.push_back(missing.back());
+            // Otherwise another import has made it meanwhile: it is not for this one to take away.
         }
         return true;
     }
@@ -176,9 +180,14 @@ public:
 
     const std::string& GetPath() const { return mPath; }
 
-    /// Gives the directory the name of the target, and takes away what had it when `replaces` is set.
+    /// Brings all to the disk and gives the directory the name of the target, and takes away what had it when
+    /// `replaces` is set.
     [[nodiscard]] bool Commit(bool replaces, FileSystem::FileError& error)
     {
+        if (!FileSystem::gSyncTree(mPath, error))
+        {
+            return false;
+        }
         const bool isReplaced = replaces && FileSystem::gFileExists(mTarget);
         if (!(isReplaced ? FileSystem::gExchange(mPath, mTarget, error)
                          : FileSystem::gRenameWithoutReplacing(mPath, mTarget, error)))

@@ -233,6 +233,25 @@ TEST_F(CaptureImportTest, WhateverFailsTheCaptureIsTheOldOneOrWholly)
     }
 }
 
+TEST_F(CaptureImportTest, AnotherImportMayMakeTheFolderFirst)
+{
+    class OtherIsFirst final : public FileSystem::Internal::FileCalls
+    {
+    public:
+        int CreateDirectory(const char* path) override
+        {
+            return std::string_view(path).ends_with("/new") && FileCalls::CreateDirectory(path) < 0
+                       ? -1
+                       : FileCalls::CreateDirectory(path);
+        }
+    } calls;
+    const FileSystem::Internal::ScopedFileCalls scope(calls);
+    EXPECT_TRUE(Import("new/capture")) << mResult.ToString();
+    EXPECT_NE(Load("new/capture"), nullptr);
+    EXPECT_FALSE(Import("trace.json/capture"));
+    EXPECT_THAT(mResult.ToString(), HasSubstr("trace.json/capture"));
+}
+
 TEST_F(CaptureImportTest, OldCaptureThatCannotBeDeletedIsNamed)
 {
     ASSERT_TRUE(Import("capture"));

@@ -10,6 +10,9 @@ class Result;
 
 namespace Importers
 {
+class TextArena;
+struct StoredText;
+
 enum class EEventKind : std::uint8_t
 {
     ThreadStart,
@@ -27,27 +30,24 @@ struct RecordingInfo
     std::uint64_t mNumIntervals = 0;
 };
 
-/// One event of the recording. The texts stay until the import returns.
+/// One event of the recording. The texts stay until OnEnd.
 struct RecordedEvent
 {
     EEventKind mKind = EEventKind::Begin;
+    /// The name comes for the first time in this recording.
+    bool mIsNewName = false;
     std::int32_t mThreadID = 0;
     double mTimeMs = 0.0;
-    /// XXH64 of the name; of Begin only.
-    std::uint64_t mNameID = 0;
-    /// Of Begin and ThreadName.
-    std::string_view mName;
-    /// Of Begin only; empty when there is none.
-    std::string_view mContext;
-    /// XXH64 of the context, where there is one.
-    std::uint64_t mContextID = 0;
-    /// The name, or the context, comes for the first time in this recording. A context may be new more than once.
-    bool mIsNewName = false;
-    bool mIsNewContext = false;
+    /// Of Begin only. The context is null when there is none, and has a length otherwise.
+    const StoredText* mName = nullptr;
+    const StoredText* mContext = nullptr;
+    /// Of ThreadName only.
+    std::string_view mThreadName;
 };
 
-/// Takes a recording, event by event. Times never decrease, and on each thread begins and ends nest. The thread of the
-/// import calls it; after a false nothing more is sent.
+/// Takes a recording, event by event. Times never decrease, and on each thread begins and ends nest. One call comes
+/// after the other: the begin and the end from the thread of the import, the events from one beside it. After a false
+/// nothing more is sent.
 class EventSink
 {
 public:
@@ -55,7 +55,8 @@ public:
 
     [[nodiscard]] virtual bool OnBegin(const RecordingInfo& info, Utility::Result& result) = 0;
     [[nodiscard]] virtual bool OnEvent(const RecordedEvent& event, Utility::Result& result) = 0;
-    /// The recording is complete. Not called after a failure or a cancellation.
-    [[nodiscard]] virtual bool OnEnd(Utility::Result& result) = 0;
+    /// The recording is complete: `texts` has the contexts of all events, see SentContexts, and is not used any more by
+    /// anyone else. Not called after a failure or a cancellation.
+    [[nodiscard]] virtual bool OnEnd(TextArena& texts, Utility::Result& result) = 0;
 };
 }

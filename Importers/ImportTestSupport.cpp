@@ -1,5 +1,6 @@
 #include "Importers/ImportTestSupport.h"
 
+#include "Importers/SentContexts.h"
 #include "Utility/Format.h"
 #include "Utility/Hash.h"
 
@@ -53,22 +54,28 @@ bool TextSink::OnEvent(const RecordedEvent& event, Utility::Result& result)
         mEvents += "+";
         break;
     case EEventKind::ThreadName:
-        mEvents += "=" + std::string(event.mName);
+        mEvents += "=" + std::string(event.mThreadName);
         EXPECT_TRUE(thread.mText.empty());
-        EXPECT_FALSE(event.mName.empty());
-        thread.mName = event.mName;
+        EXPECT_FALSE(event.mThreadName.empty());
+        thread.mName = event.mThreadName;
         break;
     case EEventKind::Begin:
-        mEvents += "<" + std::string(event.mName);
-        EXPECT_EQ(event.mNameID, Utility::gXXH64(event.mName));
-        EXPECT_EQ(event.mIsNewName, ++mNames[std::string(event.mName)] == 1) << event.mName;
-        EXPECT_TRUE(event.mContext.empty() || ++mContexts[std::string(event.mContext)] > 1 || event.mIsNewContext);
+    {
+        const std::string name(event.mName->GetText());
+        mEvents += "<" + name;
+        EXPECT_EQ(event.mName->mHash, Utility::gXXH64(name));
+        EXPECT_EQ(event.mIsNewName, ++mNames[name] == 1) << name;
         thread.mText += thread.mText.empty() || thread.mText.back() == '(' ? "" : " ";
-        thread.mText += std::string(event.mName) + " " + FormatMicroseconds(event.mTimeMs) + "-";
+        thread.mText += name + " " + FormatMicroseconds(event.mTimeMs) + "-";
         thread.mOpen.push_back(thread.mText.size());
-        thread.mText += event.mContext.empty() ? "" : " [" + std::string(event.mContext) + "]";
+        if (event.mContext != nullptr)
+        {
+            mContexts.emplace(event.mContext->GetText());
+            thread.mText += " [" + std::string(event.mContext->GetText()) + "]";
+        }
         thread.mText += " (";
         break;
+    }
     case EEventKind::End:
         mEvents += ">";
         if (thread.mOpen.empty())
@@ -96,8 +103,18 @@ bool TextSink::OnEvent(const RecordedEvent& event, Utility::Result& result)
     return true;
 }
 
-bool TextSink::OnEnd(Utility::Result&)
+bool TextSink::OnEnd(TextArena& texts, Utility::Result&)
 {
+    // In whatever order they lie in the arena.
+    std::set<std::string> contexts;
+    for (SentContexts sent(texts); sent.GetNumLeft() != 0;)
+    {
+        const StoredText& text = sent.Take();
+        EXPECT_EQ(text.mHash, Utility::gXXH64(text.GetText()));
+        EXPECT_TRUE(contexts.emplace(text.GetText()).second) << text.GetText();
+    }
+    EXPECT_EQ(contexts, mContexts);
+
     for (const auto& [id, thread] : mThreads)
     {
         EXPECT_TRUE(thread.mHasEnded) << id;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,7 +21,7 @@ class TextSink final : public EventSink
 public:
     bool OnBegin(const RecordingInfo& info, Utility::Result& result) override;
     bool OnEvent(const RecordedEvent& event, Utility::Result& result) override;
-    bool OnEnd(Utility::Result& result) override;
+    bool OnEnd(TextArena& texts, Utility::Result& result) override;
 
     /// A line for each thread, in the order of their starts: "7 'main': a 0-10 (b 2-3 [context]) c 12-13", in
     /// microseconds; the name of the thread only where it has one.
@@ -47,7 +48,7 @@ private:
     std::map<std::int32_t, Thread> mThreads;
     std::vector<std::int32_t> mOrder;
     std::map<std::string, std::uint64_t> mNames;
-    std::map<std::string, std::uint64_t> mContexts;
+    std::set<std::string> mContexts;
     std::string mEvents;
     double mLastTimeMs = 0.0;
 };

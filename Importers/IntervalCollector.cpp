@@ -9,20 +9,6 @@
 
 namespace Importers
 {
-namespace
-{
-void SortByTime(RecordArray<Mark>& marks)
-{
-    const auto isEarlier = [](const Mark& a, const Mark& b) {
-        return std::tie(a.mTime, a.mOrder) < std::tie(b.mTime, b.mOrder);
-    };
-    if (!std::is_sorted(marks.begin(), marks.end(), isEarlier))
-    {
-        std::sort(marks.begin(), marks.end(), isEarlier);
-    }
-}
-}
-
 IntervalCollector::IntervalCollector(const std::optional<std::string>& process, ImportReport& report) : mReport(report)
 {
     if (process)
@@ -129,12 +115,13 @@ void IntervalCollector::AddRecord(const Numbers& numbers, const EventRecord& rec
     switch (record.GetKind())
     {
     case EventRecord::EKind::Complete:
-        thread.mThread->mIntervals.Add({record.mStart, record.mEnd, name, record.mContext, order, Interval::sLast});
+        thread.mThread->mIntervals.Add(
+            Interval{record.mStart, record.mEnd, name, record.mContext, order, Interval::sLast});
         break;
     case EventRecord::EKind::Begin:
     case EventRecord::EKind::End:
-        thread.mThread->mMarks.Add(
-            {record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::End});
+        thread.mThread->mIntervals.Add(
+            Mark{record.mStart, name, record.mContext, order, record.GetKind() == EventRecord::EKind::End});
         break;
     case EventRecord::EKind::AsyncBegin:
     case EventRecord::EKind::AsyncEnd:
@@ -163,54 +150,26 @@ void IntervalCollector::Finish()
     }
 }
 
+void IntervalCollector::ForgetThreads()
+{
+    mNumbers.clear();
+    mThreads = ThreadTable();
+}
+
 void IntervalCollector::PairMarks()
 {
-    struct Counts
-    {
-        std::uint64_t mPaired = 0;
-        std::uint64_t mUnfinished = 0;
-        std::uint64_t mUnmatched = 0;
-    };
-
-    std::vector<TraceThread*> threads;
+    std::vector<ThreadIntervals*> threads;
     for (TraceThread& thread : mThreads.GetThreads())
     {
-        if (!thread.mMarks.IsEmpty())
+        if (thread.mIntervals.HasMarks())
         {
-            threads.push_back(&thread);
+            threads.push_back(&thread.mIntervals);
         }
     }
-    if (threads.empty())
-    {
-        return;
-    }
-    std::vector<Counts> counts(gCountLoopThreads());
-    std::vector<MarkPairer<Mark>> pairers(counts.size(), MarkPairer<Mark>(mNames.GetSize()));
-    gLoopInParallel(threads.size(), [&](std::size_t loop, std::size_t index) {
-        TraceThread& thread = *threads[index];
-        Counts numbers;
-        const auto addPair = [&](const Mark& begin, const Mark& end) {
-            thread.mIntervals.Add(sJoin(begin, end));
-            numbers.mPaired += 2;
-        };
-        const auto countUnfinished = [&](const Mark&) {
-            ++numbers.mUnfinished;
-        };
-        const auto countUnmatched = [&](const Mark&) {
-            ++numbers.mUnmatched;
-        };
-        RecordArray<Mark> marks = std::move(thread.mMarks);
-        SortByTime(marks);
-        for (const Mark& mark : marks)
-        {
-            pairers[loop].Add(mark, addPair, countUnfinished, countUnmatched);
-        }
-        pairers[loop].Finish(countUnfinished);
-        counts[loop].mPaired += numbers.mPaired;
-        counts[loop].mUnfinished += numbers.mUnfinished;
-        counts[loop].mUnmatched += numbers.mUnmatched;
-    });
-    for (const Counts& numbers : counts)
+    std::vector<PairCounts> counts(threads.size());
+    gLoopInParallel(
+        threads.size(), [&](std::size_t, std::size_t index) { counts[index] = threads[index]->FinishMarks(); });
+    for (const PairCounts& numbers : counts)
     {
         mReport.mNumPaired += numbers.mPaired;
         mReport.mNumUnfinished += numbers.mUnfinished;
@@ -227,7 +186,7 @@ void IntervalCollector::PairAsyncMarks()
         count(begin.mThread, mReport.mNumPaired, 2);
         if (IsImported(begin.mThread))
         {
-            mThreads.GetThreads()[begin.mThread].mIntervals.Add(sJoin(begin, end));
+            mThreads.GetThreads()[begin.mThread].mIntervals.Add(ThreadIntervals::sJoin(begin, end));
         }
     };
     const auto countUnfinished = [this, &count](const AsyncMark& mark) {
@@ -241,7 +200,7 @@ void IntervalCollector::PairAsyncMarks()
     std::sort(marks.begin(), marks.end(), [](const AsyncMark& a, const AsyncMark& b) {
         return std::tie(a.mKey, a.mTime, a.mOrder) < std::tie(b.mKey, b.mTime, b.mOrder);
     });
-    MarkPairer<AsyncMark> pairer(mNames.GetSize());
+    MarkPairer<AsyncMark> pairer;
     for (std::size_t i = 0; i < marks.GetSize(); ++i)
     {
         if (i > 0 && marks[i].mKey != marks[i - 1].mKey)
@@ -251,13 +210,6 @@ void IntervalCollector::PairAsyncMarks()
         pairer.Add(marks[i], addPair, countUnfinished, countUnmatched);
     }
     pairer.Finish(countUnfinished);
-}
-
-/// The arguments are those of the begin, or those of the end when the begin has none.
-Interval IntervalCollector::sJoin(const Mark& begin, const Mark& end)
-{
-    return {begin.mTime, end.mTime, begin.mName, begin.mContext != TextArena::sNone ? begin.mContext : end.mContext,
-        begin.mOrder, Interval::sLast};
 }
 
 bool IntervalCollector::IsImported(std::uint32_t thread)

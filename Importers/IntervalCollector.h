@@ -33,6 +33,8 @@ public:
     void Finish();
 
     ThreadTable& GetThreads() { return mThreads; }
+    /// Gives the memory of the threads and their intervals back.
+    void ForgetThreads();
     NameTable& GetNames() { return mNames; }
 
 private:
@@ -56,7 +58,6 @@ private:
 
     void PairMarks();
     void PairAsyncMarks();
-    static Interval sJoin(const Mark& begin, const Mark& end);
     bool IsImported(std::uint32_t thread);
 
     std::optional<TraceID> mWantedProcess;

@@ -18,10 +18,11 @@ namespace Importers
 class LaneAssigner
 {
 public:
-    /// Takes the intervals by start ascending, end descending and order, and chains those of each lane through mNext.
-    /// They may change their places.
-    /// The result is the first interval of each lane, so its size is the number of lanes.
-    static std::vector<std::uint32_t> sAssign(std::span<Interval> intervals);
+    /// The next one by start ascending, end descending and order. It goes to the end of the chain of its lane, through
+    /// mNext.
+    void Assign(std::span<Interval> intervals, std::uint32_t next);
+    /// The first interval of each lane, so its size is the number of lanes.
+    std::vector<std::uint32_t> GetFirst() const;
 
 private:
     struct Lane
@@ -32,9 +33,6 @@ private:
         std::vector<std::int64_t> mOpen;
     };
 
-    void AssignInPlace(std::span<Interval> intervals);
-    bool AssignChain(std::span<Interval> intervals, std::uint32_t first);
-    void Assign(std::span<Interval> intervals, std::uint32_t next);
     std::size_t FindLane(const Interval& interval);
     bool FitsLane0(const Interval& interval);
     void CloseUntil(std::int64_t time);

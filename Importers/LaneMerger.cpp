@@ -1,34 +1,18 @@
 #include "Importers/LaneMerger.h"
 
 #include "Importers/DecimalTime.h"
-#include "Importers/EventSink.h"
 #include "Importers/TextTable.h"
+#include "System/Prefetch.h"
 
 #include <algorithm>
 #include <bit>
 #include <numeric>
+#include <utility>
 
 namespace Importers
 {
-namespace
-{
-/// Tells whether the text has not been sent before, and notes that it has been now.
-bool MarkSent(StoredText& text)
-{
-    if (text.mMark != 0)
-    {
-        return false;
-    }
-    text.mMark = 1;
-    return true;
-}
-}
-
-LaneMerger::LaneMerger(
-    std::span<const RecordingThread> threads, NameTable& names, TextArena& contexts, std::int64_t origin)
-    : mNames(names),
-      mContexts(contexts),
-      mOrigin(origin)
+LaneMerger::LaneMerger(std::span<const RecordingThread> threads, std::int64_t origin)
+    : mOrigin(static_cast<std::uint64_t>(origin))
 {
     constexpr int stepsAhead = 4;
 
@@ -39,12 +23,12 @@ LaneMerger::LaneMerger(
     for (const RecordingThread& thread : threads)
     {
         Cursor& cursor = mCursors.emplace_back();
-        cursor.mThread = &thread;
+        cursor.mIntervals = thread.mIntervals;
         cursor.mNext = &thread.mIntervals[thread.mFirst];
         cursor.mAhead = cursor.mNext;
         for (int i = 0; i < stepsAhead; ++i)
         {
-            MoveAhead(cursor);
+            cursor.MoveAhead();
         }
         mTimes[mCursors.size() - 1] = cursor.GetTime();
     }
@@ -56,21 +40,48 @@ LaneMerger::LaneMerger(
     }
 }
 
-bool LaneMerger::Send(std::uint64_t count, EventSink& sink, Utility::Result& result)
+inline double LaneMerger::GetTimeMs(std::int64_t time) const
 {
-    const std::uint64_t last = mNumSent + count;
-    while (mNumSent < last && !IsAtEnd())
+    return gToMilliseconds(static_cast<std::uint64_t>(time) - mOrigin);
+}
+
+inline void LaneMerger::TakeNext(std::uint32_t index, MergedEvent& event)
+{
+    Cursor& cursor = mCursors[index];
+    if (cursor.IsEndNext())
+    {
+        event.mTimeMs = GetTimeMs(cursor.mOpen.back());
+        event.mThread = index;
+        event.mContext = TextArena::sNone;
+        event.mIsEnd = true;
+        cursor.mOpen.pop_back();
+        event.mIsLast = cursor.IsAtEnd();
+        return;
+    }
+    const Interval& interval = *cursor.mNext;
+    cursor.mOpen.push_back(interval.mEnd);
+    cursor.mNext = cursor.GetNext(interval);
+    cursor.MoveAhead();
+    event.mTimeMs = GetTimeMs(interval.mStart);
+    event.mThread = index;
+    event.mName = interval.mName;
+    event.mContext = interval.mContext;
+    event.mIsEnd = false;
+    event.mIsFirst = !std::exchange(cursor.mHasStarted, true);
+}
+
+std::size_t LaneMerger::Merge(std::span<MergedEvent> events)
+{
+    std::size_t count = 0;
+    for (; count < events.size() && !IsAtEnd(); ++count)
     {
         const std::uint32_t index = mWinners[1];
-        Cursor& cursor = mCursors[index];
-        if (!SendNext(cursor, sink, result))
-        {
-            return false;
-        }
+        TakeNext(index, events[count]);
+        const Cursor& cursor = mCursors[index];
         mTimes[index] = cursor.IsAtEnd() ? sNever : cursor.GetTime();
         Play(index);
     }
-    return true;
+    return count;
 }
 
 /// The matches of a cursor whose time has changed.
@@ -84,93 +95,17 @@ void LaneMerger::Play(std::size_t cursor)
     }
 }
 
-bool LaneMerger::SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result)
+/// Fetches the interval behind the one that it comes to, which may lie anywhere.
+void LaneMerger::Cursor::MoveAhead()
 {
-    RecordedEvent event;
-    event.mThreadID = cursor.mThread->mID;
-    event.mTimeMs = gToMilliseconds(static_cast<std::uint64_t>(cursor.GetTime()) - static_cast<std::uint64_t>(mOrigin));
-    return cursor.IsEndNext() ? SendEnd(cursor, event, sink, result) : SendBegin(cursor, event, sink, result);
-}
-
-bool LaneMerger::SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result)
-{
-    if (!cursor.mHasStarted)
-    {
-        cursor.mHasStarted = true;
-        event.mKind = EEventKind::ThreadStart;
-        if (!sink.OnEvent(event, result))
-        {
-            return false;
-        }
-        event.mKind = EEventKind::ThreadName;
-        event.mName = cursor.mThread->mName;
-        if (!event.mName.empty() && !sink.OnEvent(event, result))
-        {
-            return false;
-        }
-    }
-
-    const Interval& interval = *cursor.mNext;
-    StoredText& name = mNames.Get(interval.mName);
-    event.mKind = EEventKind::Begin;
-    event.mNameID = name.mHash;
-    event.mName = name.GetText();
-    event.mIsNewName = MarkSent(name);
-    if (interval.mContext != TextArena::sNone)
-    {
-        StoredText& context = mContexts.Get(interval.mContext);
-        event.mContext = context.GetText();
-        event.mContextID = context.mHash;
-        event.mIsNewContext = MarkSent(context);
-    }
-    cursor.mOpen.push_back(interval.mEnd);
-    MoveOn(cursor);
-    ++mNumSent;
-    return sink.OnEvent(event, result);
-}
-
-const Interval* LaneMerger::sGetNext(const Cursor& cursor, const Interval& interval)
-{
-    return interval.mNext != Interval::sLast ? &cursor.mThread->mIntervals[interval.mNext] : nullptr;
-}
-
-void LaneMerger::MoveOn(Cursor& cursor)
-{
-    cursor.mNext = sGetNext(cursor, *cursor.mNext);
-    MoveAhead(cursor);
-}
-
-/// Fetches the context of the interval that it comes to, and the interval behind that: both may lie anywhere.
-void LaneMerger::MoveAhead(Cursor& cursor)
-{
-    if (cursor.mAhead == nullptr)
+    if (mAhead == nullptr)
     {
         return;
     }
-    cursor.mAhead = sGetNext(cursor, *cursor.mAhead);
-    if (cursor.mAhead != nullptr)
+    mAhead = GetNext(*mAhead);
+    if (mAhead != nullptr)
     {
-        __builtin_prefetch(sGetNext(cursor, *cursor.mAhead));
-        if (cursor.mAhead->mContext != TextArena::sNone)
-        {
-            mContexts.Get(cursor.mAhead->mContext).Prefetch();
-        }
+        System::gPrefetchBytes<false>(GetNext(*mAhead), 1);
     }
-}
-
-bool LaneMerger::SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result)
-{
-    cursor.mOpen.pop_back();
-    event.mKind = EEventKind::End;
-    if (!sink.OnEvent(event, result))
-    {
-        return false;
-    }
-    if (!cursor.IsAtEnd())
-    {
-        return true;
-    }
-    event.mKind = EEventKind::ThreadEnd;
-    return sink.OnEvent(event, result);
 }
 }

@@ -9,32 +9,36 @@
 #include <span>
 #include <vector>
 
-namespace Utility
-{
-class Result;
-}
-
 namespace Importers
 {
-class EventSink;
-class NameTable;
-class TextArena;
-struct RecordedEvent;
+/// The begin or the end of an interval, 24 bytes.
+struct MergedEvent
+{
+    /// In the recording.
+    double mTimeMs;
+    /// Index of the RecordingThread.
+    std::uint32_t mThread;
+    /// Of a begin: in the NameTable, and in the TextArena. TextArena::sNone when there is none.
+    std::uint32_t mName;
+    std::uint32_t mContext;
+    bool mIsEnd;
+    /// Of a begin: of all events of the thread. Of an end: the last of them.
+    bool mIsFirst;
+    bool mIsLast;
+};
+static_assert(sizeof(MergedEvent) == 24);
 
-/// Sends the intervals of all threads as begin and end events in the order of time. On each thread they come in nesting
+/// Merges the intervals of all threads to begins and ends in the order of time. On each thread they come in nesting
 /// order: what ends at or before the start of the next interval ends before that begins, and an interval of no length
 /// ends right behind its begin. At the same time all events of one thread come before those of the threads behind it.
-/// A thread's start and name precede its first event, its end follows the last one, at the same times.
 class LaneMerger
 {
 public:
-    /// `origin` is the time 0 of the recording. All that is given must outlive the merger.
-    LaneMerger(std::span<const RecordingThread> threads, NameTable& names, TextArena& contexts, std::int64_t origin);
+    /// `origin` is the time 0 of the recording, in nanoseconds. All that is given must outlive the merger.
+    LaneMerger(std::span<const RecordingThread> threads, std::int64_t origin);
 
-    /// Sends at most `count` intervals, and all that ends meanwhile.
-    [[nodiscard]] bool Send(std::uint64_t count, EventSink& sink, Utility::Result& result);
-    bool IsAtEnd() const { return mTimes[mWinners[1]] == sNever; }
-    std::uint64_t GetNumSent() const { return mNumSent; }
+    /// The next events, as many as there is room for and fewer only at the end. The result is how many.
+    std::size_t Merge(std::span<MergedEvent> events);
 
 private:
     /// Behind all times that intervals have.
@@ -42,7 +46,7 @@ private:
 
     struct Cursor
     {
-        const RecordingThread* mThread = nullptr;
+        std::span<const Interval> mIntervals;
         /// The interval that begins next, or null.
         const Interval* mNext = nullptr;
         /// Some steps further, to fetch what will be needed there; null behind the last.
@@ -54,18 +58,18 @@ private:
         bool IsAtEnd() const { return mNext == nullptr && mOpen.empty(); }
         bool IsEndNext() const { return mNext == nullptr || (!mOpen.empty() && mOpen.back() <= mNext->mStart); }
         std::int64_t GetTime() const { return IsEndNext() ? mOpen.back() : mNext->mStart; }
+        const Interval* GetNext(const Interval& interval) const
+        {
+            return interval.mNext != Interval::sLast ? &mIntervals[interval.mNext] : nullptr;
+        }
+        void MoveAhead();
     };
-    bool SendNext(Cursor& cursor, EventSink& sink, Utility::Result& result);
-    bool SendBegin(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
-    bool SendEnd(Cursor& cursor, RecordedEvent& event, EventSink& sink, Utility::Result& result);
-    static const Interval* sGetNext(const Cursor& cursor, const Interval& interval);
-    void MoveOn(Cursor& cursor);
-    void MoveAhead(Cursor& cursor);
+    bool IsAtEnd() const { return mTimes[mWinners[1]] == sNever; }
+    void TakeNext(std::uint32_t index, MergedEvent& event);
     void Play(std::size_t cursor);
+    double GetTimeMs(std::int64_t time) const;
 
-    NameTable& mNames;
-    TextArena& mContexts;
-    std::int64_t mOrigin;
+    std::uint64_t mOrigin;
     std::vector<Cursor> mCursors;
     /// A tree of matches for the earliest next event, whose node i has the winner of the nodes 2i and 2i + 1; the last
     /// half are the cursors themselves, and of equal times the left one wins. A match costs no branch that the
@@ -73,6 +77,5 @@ private:
     std::vector<std::uint32_t> mWinners;
     /// Of each cursor's next event; sNever where there is none.
     std::vector<std::int64_t> mTimes;
-    std::uint64_t mNumSent = 0;
 };
 }

@@ -1,4 +1,7 @@
-#include "Importers/LaneAssigner.h"
+#include "Importers/MarkPairer.h"
+#include "Importers/TextTable.h"
+#include "Importers/ThreadIntervals.h"
+#include "Importers/ThreadLanes.h"
 #include "Importers/Utf8.h"
 
 #include <algorithm>
@@ -44,7 +47,18 @@ std::vector<std::vector<std::uint32_t>> AssignOneByOne(std::vector<Interval> int
     return lanes;
 }
 
-TEST(LaneAssigner, FindsTheFirstLaneThatFits)
+/// The first interval of each lane, of intervals that come in this order.
+std::vector<std::uint32_t> Assign(std::vector<Interval>& intervals)
+{
+    ThreadLanes lanes;
+    for (std::size_t i = 0; i < intervals.size(); ++i)
+    {
+        lanes.Add(std::span(intervals).first(i + 1));
+    }
+    return lanes.Finish(intervals);
+}
+
+TEST(ThreadLanes, AreTheFirstOnesThatFit)
 {
     std::mt19937_64 random(11);
     for (int round = 0; round < 400; ++round)
@@ -80,7 +94,7 @@ TEST(LaneAssigner, FindsTheFirstLaneThatFits)
         const std::vector<std::vector<std::uint32_t>> expected = AssignOneByOne(intervals);
 
         std::vector<std::vector<std::uint32_t>> lanes;
-        for (std::uint32_t next : LaneAssigner::sAssign(intervals))
+        for (std::uint32_t next : Assign(intervals))
         {
             lanes.emplace_back();
             for (; next != Interval::sLast; next = intervals[next].mNext)
@@ -92,7 +106,7 @@ TEST(LaneAssigner, FindsTheFirstLaneThatFits)
     }
 }
 
-TEST(LaneAssigner, CostDoesNotGrowWithTheLanes)
+TEST(ThreadLanes, CostDoesNotGrowWithTheirNumber)
 {
     // Each interval crosses all others, so each has a lane of its own: one look at every lane would be 10^10 of them.
     constexpr std::uint32_t count = 200'000;
@@ -101,7 +115,98 @@ TEST(LaneAssigner, CostDoesNotGrowWithTheLanes)
     {
         intervals.push_back({i, std::int64_t{i} + count, i, 0, i, 0});
     }
-    EXPECT_EQ(LaneAssigner::sAssign(intervals).size(), count);
+    EXPECT_EQ(Assign(intervals).size(), count);
+}
+
+/// Of each interval, and the counts behind them.
+using Paired = std::vector<std::tuple<std::int64_t, std::int64_t, std::uint32_t, std::uint32_t, std::uint32_t>>;
+
+/// The rule as it is told: all marks in the order of time, then those of one time as they came.
+Paired PairSorted(std::vector<Mark> marks)
+{
+    std::stable_sort(marks.begin(), marks.end(), [](const Mark& a, const Mark& b) { return a.mTime < b.mTime; });
+    Paired paired;
+    std::vector<Mark> open;
+    std::uint32_t numUnfinished = 0;
+    std::uint32_t numUnmatched = 0;
+    for (const Mark& mark : marks)
+    {
+        if (!mark.mIsEnd)
+        {
+            open.push_back(mark);
+            continue;
+        }
+        const auto begin = std::find_if(open.rbegin(), open.rend(),
+            [&mark](const Mark& other) { return mark.mName == Mark::sNoName || other.mName == mark.mName; });
+        if (begin == open.rend())
+        {
+            ++numUnmatched;
+            continue;
+        }
+        numUnfinished += static_cast<std::uint32_t>(begin - open.rbegin());
+        open.erase(begin.base(), open.end());
+        const std::uint32_t context = open.back().mContext != TextArena::sNone ? open.back().mContext : mark.mContext;
+        paired.emplace_back(open.back().mTime, mark.mTime, open.back().mName, context, open.back().mOrder);
+        open.pop_back();
+    }
+    std::sort(paired.begin(), paired.end());
+    numUnfinished += static_cast<std::uint32_t>(open.size());
+    paired.emplace_back(0, 0, 2 * paired.size(), numUnfinished, numUnmatched);
+    return paired;
+}
+
+TEST(ThreadIntervals, PairMarksInWhateverOrderTheyCome)
+{
+    std::mt19937_64 random(12);
+    int numDisordered = 0;
+    for (int round = 0; round < 2000; ++round)
+    {
+        // Nearly all are in order, some up to a late exception, and complete events stand between them.
+        const std::uint64_t disorder = round % 3 == 0 ? 0 : 60;
+        std::vector<Mark> marks;
+        Paired complete;
+        ThreadIntervals intervals;
+        std::int64_t time = 0;
+        bool isDisordered = false;
+        for (std::uint32_t i = 0; i < 1 + random() % 80; ++i)
+        {
+            time += static_cast<std::int64_t>(random() % 3);
+            const auto context = random() % 2 == 0 ? TextArena::sNone : static_cast<std::uint32_t>(random() % 50);
+            const auto name = static_cast<std::uint32_t>(random() % 3);
+            if (random() % 8 == 0)
+            {
+                intervals.Add(Interval{time, time + 5, name, context, i, Interval::sLast});
+                complete.emplace_back(time, time + 5, name, context, i);
+                continue;
+            }
+            const bool isEarly = disorder != 0 && random() % disorder == 0 && !marks.empty();
+            isDisordered = isDisordered || isEarly;
+            const bool isEnd = random() % 2 == 0;
+            marks.push_back(
+                {isEarly ? time - 4 : time, isEnd && random() % 4 == 0 ? Mark::sNoName : name, context, i, isEnd});
+            intervals.Add(marks.back());
+        }
+        numDisordered += isDisordered;
+        const PairCounts counts = intervals.HasMarks() ? intervals.FinishMarks() : PairCounts();
+        intervals.FinishLanes();
+
+        Paired expected = PairSorted(marks);
+        expected.insert(expected.end() - 1, complete.begin(), complete.end());
+        std::sort(expected.begin(), expected.end() - 1);
+        Paired found;
+        for (std::uint32_t next : intervals.GetLanes())
+        {
+            for (; next != Interval::sLast; next = intervals.Get()[next].mNext)
+            {
+                const Interval& interval = intervals.Get()[next];
+                found.emplace_back(interval.mStart, interval.mEnd, interval.mName, interval.mContext, interval.mOrder);
+            }
+        }
+        std::sort(found.begin(), found.end());
+        found.emplace_back(0, 0, counts.mPaired, counts.mUnfinished, counts.mUnmatched);
+        ASSERT_EQ(found, expected) << round;
+    }
+    EXPECT_GT(numDisordered, 100);
 }
 
 TEST(Utf8, OnlyValidSequencesStay)

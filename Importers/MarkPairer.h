@@ -3,6 +3,8 @@
 #include "Importers/Interval.h"
 
 #include <cstdint>
+#include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace Importers
@@ -14,9 +16,6 @@ template <typename MarkType>
 class MarkPairer
 {
 public:
-    /// The number of names that marks may have.
-    explicit MarkPairer(std::uint32_t numNames) : mOpenByName(numNames) {}
-
     /// Calls one of the three: `onPair(begin, end)`, `onUnfinished(begin)`, also several times, and `onUnmatched(end)`.
     template <typename Pair, typename Unfinished, typename Unmatched>
     void Add(const MarkType& mark, const Pair& onPair, const Unfinished& onUnfinished, const Unmatched& onUnmatched)
@@ -24,12 +23,14 @@ public:
         if (!mark.mIsEnd)
         {
             mOpen.push_back(mark);
-            ++mOpenByName[mark.mName];
+            if (mOpenByName) [[unlikely]]
+            {
+                ++(*mOpenByName)[mark.mName];
+            }
             return;
         }
         const bool hasName = mark.mName != Mark::sNoName;
-        // The count spares a search through all that is open for a name that is not.
-        if (mOpen.empty() || (hasName && mOpenByName[mark.mName] == 0))
+        if (mOpen.empty() || (hasName && mOpen.back().mName != mark.mName && !IsOpen(mark.mName)))
         {
             onUnmatched(mark);
             return;
@@ -52,15 +53,41 @@ public:
     }
 
 private:
+    using Counts = std::unordered_map<std::uint32_t, std::uint32_t>;
+
+    /// Counts what is open by its name from the first time that it is asked, until nothing is open: ends nearly always
+    /// have the name of the latest begin, and without the counts many that have no begin would each look through all
+    /// that is open.
+    bool IsOpen(std::uint32_t name)
+    {
+        if (!mOpenByName)
+        {
+            mOpenByName.emplace();
+            for (const MarkType& mark : mOpen)
+            {
+                ++(*mOpenByName)[mark.mName];
+            }
+        }
+        const auto found = mOpenByName->find(name);
+        return found != mOpenByName->end() && found->second > 0;
+    }
+
     MarkType Pop()
     {
         const MarkType mark = mOpen.back();
         mOpen.pop_back();
-        --mOpenByName[mark.mName];
+        if (mOpenByName) [[unlikely]]
+        {
+            --(*mOpenByName)[mark.mName];
+            if (mOpen.empty())
+            {
+                mOpenByName.reset();
+            }
+        }
         return mark;
     }
 
     std::vector<MarkType> mOpen;
-    std::vector<std::uint32_t> mOpenByName;
+    std::optional<Counts> mOpenByName;
 };
 }

@@ -40,11 +40,7 @@ public:
         ++mSize;
     }
 
-    /// Gives the memory back.
-    void Clear() { RecordArray().Swap(*this); }
-
     std::size_t GetSize() const { return mSize; }
-    bool IsEmpty() const { return mSize == 0; }
     T& operator[](std::size_t index) { return mRecords[index]; }
     const T& operator[](std::size_t index) const { return mRecords[index]; }
     T* begin() { return mRecords; }

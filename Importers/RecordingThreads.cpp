@@ -1,7 +1,6 @@
 #include "Importers/RecordingThreads.h"
 
 #include "Importers/ImportReport.h"
-#include "Importers/LaneAssigner.h"
 #include "Importers/ParallelLoop.h"
 #include "Importers/ThreadTable.h"
 
@@ -91,13 +90,8 @@ std::vector<RecordingThread> gMakeRecordingThreads(ThreadTable& threads, ImportR
         processes.insert(thread.mProcess);
     }
 
-    const auto getIntervals = [&](std::size_t index) {
-        TraceThread& thread = threads.GetThreads()[sorted[index]];
-        return std::span<Interval>(thread.mIntervals.begin(), thread.mIntervals.end());
-    };
-    std::vector<std::vector<std::uint32_t>> lanesOfThreads(sorted.size());
     gLoopInParallel(sorted.size(),
-        [&](std::size_t, std::size_t index) { lanesOfThreads[index] = LaneAssigner::sAssign(getIntervals(index)); });
+        [&](std::size_t, std::size_t index) { threads.GetThreads()[sorted[index]].mIntervals.FinishLanes(); });
 
     std::vector<RecordingThread> recording;
     for (std::size_t i = 0; i < sorted.size(); ++i)
@@ -111,7 +105,7 @@ std::vector<RecordingThread> gMakeRecordingThreads(ThreadTable& threads, ImportR
         // A number that stays says as much as the name that would be made of it.
         const bool needsName = hasSeveralProcesses || thread.mIsAsync || !thread.mName.empty() || !ownIDs[i];
 
-        const std::vector<std::uint32_t>& lanes = lanesOfThreads[i];
+        const std::span<const std::uint32_t> lanes = thread.mIntervals.GetLanes();
         for (std::size_t lane = 0; lane < lanes.size(); ++lane)
         {
             RecordingThread& added = recording.emplace_back();
@@ -119,7 +113,7 @@ std::vector<RecordingThread> gMakeRecordingThreads(ThreadTable& threads, ImportR
             added.mName = lane > 0    ? name + " (overlap " + std::to_string(lane) + ")"
                           : needsName ? name
                                       : std::string();
-            added.mIntervals = getIntervals(i);
+            added.mIntervals = thread.mIntervals.Get();
             added.mFirst = lanes[lane];
         }
         report.mNumOverlapLanes += lanes.size() - 1;

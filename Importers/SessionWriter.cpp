@@ -1,9 +1,10 @@
 #include "Importers/SessionWriter.h"
 
+#include "Importers/SentContexts.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
 
-#include <utility>
+#include <cstddef>
 
 namespace Importers
 {
@@ -26,15 +27,25 @@ Profiler::ETraceEventType GetType(EEventKind kind)
     }
     return Profiler::ETraceEventType::ThreadEnd;
 }
+
+class LentContexts final : public Profiler::LentTexts
+{
+public:
+    explicit LentContexts(TextArena& texts) : mContexts(texts) {}
+
+    std::size_t GetNumLeft() const override { return mContexts.GetNumLeft(); }
+    Text Take() override
+    {
+        const StoredText& text = mContexts.Take();
+        return {text.mHash, text.GetText()};
+    }
+
+private:
+    SentContexts mContexts;
+};
 }
 
 SessionWriter::SessionWriter(Profiler::Session& session) : mSession(session) {}
-
-SessionWriter::~SessionWriter()
-{
-    mThread.reset();
-    mSession.GetInstrumentationDatabase().ForgetLentContexts();
-}
 
 bool SessionWriter::OnBegin(const RecordingInfo& info, Utility::Result& result)
 {
@@ -43,7 +54,6 @@ bool SessionWriter::OnBegin(const RecordingInfo& info, Utility::Result& result)
     sessionInfo.SessionEndTimeMs = info.mEndTimeMs;
     mEvent.mProcessID = info.mProcessID;
     mSession.GetEventStream().DeferSync();
-    mThread.emplace("Text Database", std::size_t{16});
     mSession.CreateModels();
     return mSession.BeginModels(result);
 }
@@ -56,42 +66,37 @@ bool SessionWriter::OnEvent(const RecordedEvent& event, Utility::Result& result)
     mEvent.mType = GetType(event.mKind);
     mEvent.mThreadID = event.mThreadID;
     mEvent.mTime = event.mTimeMs;
-    mEvent.mValue = event.mKind == EEventKind::ThreadStart ? unknownAddress : event.mNameID;
-    mEvent.mName = event.mName;
-    mEvent.mContext = event.mContext;
-    if (event.mIsNewName) [[unlikely]]
+    if (event.mKind == EEventKind::Begin)
     {
-        mSession.GetInstrumentationDatabase().AddName(event.mNameID, event.mName);
+        mEvent.mValue = event.mName->mHash;
+        mEvent.mName = event.mName->GetText();
+        mEvent.mContext = event.mContext != nullptr ? event.mContext->GetText() : std::string_view();
+        if (event.mIsNewName) [[unlikely]]
+        {
+            mSession.GetInstrumentationDatabase().AddName(mEvent.mValue, mEvent.mName);
+        }
     }
-    if (event.mIsNewContext)
+    else
     {
-        mNewContexts.push_back({event.mContextID, event.mContext});
-    }
-    if (mNewContexts.size() >= sContextsAtOnce)
-    {
-        LendContexts();
+        mEvent.mValue = event.mKind == EEventKind::ThreadStart ? unknownAddress : 0;
+        mEvent.mName = event.mThreadName;
+        mEvent.mContext = {};
     }
     return mSession.AddEvent(mEvent, result);
 }
 
-void SessionWriter::LendContexts()
+bool SessionWriter::OnEnd(TextArena& texts, Utility::Result& result)
 {
-    mThread->Post([&database = mSession.GetInstrumentationDatabase(), news = std::exchange(mNewContexts, {})] {
-        for (const NewContext& context : news)
-        {
-            database.LendContext(context.mID, context.mText);
-        }
-    });
-}
-
-bool SessionWriter::OnEnd(Utility::Result& result)
-{
-    LendContexts();
+    // The disk has begun with the events when the contexts are looked for.
     if (!mSession.GetEventStream().StartFlush(result))
     {
         return false;
     }
-    mThread->Finish();
-    return mSession.EndModels(result);
+    LentContexts contexts(texts);
+    Profiler::InstrumentationDatabase& database = mSession.GetInstrumentationDatabase();
+    database.LendContexts(contexts);
+    const bool isSaved = mSession.EndModels(result);
+    database.ForgetLentContexts();
+    return isSaved;
 }
 }

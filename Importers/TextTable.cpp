@@ -9,13 +9,13 @@
 
 namespace Importers
 {
-TextArena::TextArena() : mBlocks(std::make_unique<std::atomic<std::byte*>[]>(sMostBlocks)) {}
+TextArena::TextArena() : mBlocks(std::make_unique<Block[]>(sMostBlocks)) {}
 
 TextArena::~TextArena()
 {
     for (std::size_t i = 0; i < mNumBlocks; ++i)
     {
-        delete[] mBlocks[i].load();
+        delete[] mBlocks[i].mBytes.load();
     }
 }
 
@@ -28,7 +28,7 @@ std::size_t TextArena::AddBlock()
         mNumBlocks.store(sMostBlocks, std::memory_order_relaxed);
         return sMostBlocks;
     }
-    mBlocks[index].store(new std::byte[sBlockSize], std::memory_order_relaxed);
+    mBlocks[index].mBytes.store(new std::byte[sBlockSize], std::memory_order_relaxed);
     return index;
 }
 
@@ -37,7 +37,7 @@ TextWriter::Entry TextWriter::Add(std::string_view text, std::uint64_t hash)
     static_assert(sizeof(StoredText) % TextArena::sUnit == 0 && alignof(StoredText) <= TextArena::sUnit);
     static_assert(sizeof(StoredText) + TextArena::sLongestText < TextArena::sBlockSize);
 
-    const std::size_t size = (sizeof(StoredText) + text.size() + TextArena::sUnit - 1) & ~(TextArena::sUnit - 1);
+    const std::size_t size = TextArena::sGetSize(text.size());
     if (text.size() > TextArena::sLongestText)
     {
         return {};
@@ -49,11 +49,12 @@ TextWriter::Entry TextWriter::Add(std::string_view text, std::uint64_t hash)
         {
             return {};
         }
-        mRoom = mArena.mBlocks[block].load(std::memory_order_relaxed);
+        mBlock = &mArena.mBlocks[block];
+        mRoom = mBlock->mBytes.load(std::memory_order_relaxed);
         mRoomSize = TextArena::sBlockSize;
         mRoomReference = static_cast<TextArena::Reference>(block * TextArena::sUnitsPerBlock);
     }
-    auto* const stored = new (mRoom) StoredText{hash, static_cast<std::uint32_t>(text.size()), 0};
+    auto* const stored = new (mRoom) StoredText{hash, static_cast<std::uint32_t>(text.size()), {}};
     if (!text.empty())
     {
         std::memcpy(mRoom + sizeof(StoredText), text.data(), text.size());
@@ -61,6 +62,7 @@ TextWriter::Entry TextWriter::Add(std::string_view text, std::uint64_t hash)
     const Entry entry{stored, mRoomReference};
     mRoom += size;
     mRoomSize -= size;
+    mBlock->mUsedSize = TextArena::sBlockSize - mRoomSize;
     mRoomReference += static_cast<TextArena::Reference>(size / TextArena::sUnit);
     return entry;
 }

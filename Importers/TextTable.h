@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Importers/RecordArray.h"
+#include "System/Prefetch.h"
 
 #include <array>
 #include <atomic>
@@ -17,17 +18,20 @@ struct StoredText
 {
     std::uint64_t mHash;
     std::uint32_t mLength;
-    /// Of the owner of the table, 0 at first.
-    std::uint32_t mMark;
+    /// What it was sent to a sink as.
+    enum class ESent : std::uint32_t
+    {
+        Never,
+        Name,
+        Context,
+    } mSent;
 
     std::string_view GetText() const { return {reinterpret_cast<const char*>(this + 1), mLength}; }
     /// As much as most texts have.
     void Prefetch() const
     {
-        constexpr std::size_t lineSize = 64;
-        __builtin_prefetch(this);
-        __builtin_prefetch(reinterpret_cast<const char*>(this) + lineSize);
-        __builtin_prefetch(reinterpret_cast<const char*>(this) + 2 * lineSize);
+        constexpr std::size_t size = 192;
+        System::gPrefetchBytes<false>(this, size);
     }
 };
 
@@ -48,12 +52,21 @@ public:
     StoredText& Get(Reference reference)
     {
         // Relaxed: whoever knows the reference has got it from the writer, with all that was written before.
-        return *reinterpret_cast<StoredText*>(mBlocks[reference / sUnitsPerBlock].load(std::memory_order_relaxed) +
-                                              std::size_t{reference % sUnitsPerBlock} * sUnit);
+        return *reinterpret_cast<StoredText*>(
+            mBlocks[reference / sUnitsPerBlock].mBytes.load(std::memory_order_relaxed) +
+            std::size_t{reference % sUnitsPerBlock} * sUnit);
     }
 
 private:
+    friend class SentContexts;
     friend class TextWriter;
+
+    struct Block
+    {
+        std::atomic<std::byte*> mBytes{nullptr};
+        /// Of its one writer.
+        std::size_t mUsedSize = 0;
+    };
 
     static constexpr std::size_t sUnit = 8;
     static constexpr std::size_t sUnitsPerBlock = 128 * 1024;
@@ -61,10 +74,15 @@ private:
     /// What a Reference can tell apart.
     static constexpr std::size_t sMostBlocks = std::size_t{sNone} / sUnitsPerBlock;
 
+    static constexpr std::size_t sGetSize(std::size_t textSize)
+    {
+        return (sizeof(StoredText) + textSize + sUnit - 1) & ~(sUnit - 1);
+    }
+
     /// Of a new block, or sMostBlocks when there is no more.
     std::size_t AddBlock();
 
-    std::unique_ptr<std::atomic<std::byte*>[]> mBlocks;
+    std::unique_ptr<Block[]> mBlocks;
     std::atomic<std::size_t> mNumBlocks{0};
 };
 
@@ -87,6 +105,7 @@ public:
 private:
     TextArena& mArena;
     /// What is left of the block that is being filled.
+    TextArena::Block* mBlock = nullptr;
     std::byte* mRoom = nullptr;
     std::size_t mRoomSize = 0;
     TextArena::Reference mRoomReference = 0;
@@ -130,7 +149,7 @@ public:
     /// With the hash of the text, which is not empty. TextArena::sNone when the arena is full.
     TextArena::Reference Add(std::string_view text, std::uint64_t hash, TextWriter& writer);
     /// Fetch what Add will look at: first its place, and when that has come, what the text will be compared with.
-    void PrefetchPlace(std::uint64_t hash) const { __builtin_prefetch(&mRecent[hash % sNumSets]); }
+    void PrefetchPlace(std::uint64_t hash) const { System::gPrefetchBytes<false>(&mRecent[hash % sNumSets], 1); }
     void PrefetchText(std::uint64_t hash) const
     {
         for (const Recent& recent : mRecent[hash % sNumSets])

@@ -49,7 +49,7 @@ std::vector<std::uint32_t> ThreadTable::GetSortedThreads() const
     std::vector<std::uint32_t> indices;
     for (std::uint32_t i = 0; i < mThreads.size(); ++i)
     {
-        if (!mThreads[i].mIntervals.IsEmpty())
+        if (mThreads[i].mIntervals.GetSize() != 0)
         {
             indices.push_back(i);
         }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Importers/Interval.h"
-#include "Importers/RecordArray.h"
+#include "Importers/ThreadIntervals.h"
 #include "Importers/TraceID.h"
 
 #include <cstddef>
@@ -38,9 +37,7 @@ struct TraceThread
     std::string mCategory;
     /// The name that the trace gives the thread, or empty.
     std::string mName;
-    /// Begins and ends that are not paired yet.
-    RecordArray<Mark> mMarks;
-    RecordArray<Interval> mIntervals;
+    ThreadIntervals mIntervals;
 };
 
 /// The processes and threads of a trace, in the order of their appearance, by their ids.

@@ -2,6 +2,7 @@
 
 #include "Importers/DecimalTime.h"
 #include "Importers/EventPipeline.h"
+#include "Importers/EventSender.h"
 #include "Importers/EventSink.h"
 #include "Importers/IntervalCollector.h"
 #include "Importers/LaneMerger.h"
@@ -9,11 +10,15 @@
 #include "Importers/TextTable.h"
 #include "Importers/TraceReader.h"
 #include "Serialization/Error.h"
+#include "System/SerialThread.h"
 #include "Utility/Result.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <limits>
 #include <memory>
+#include <span>
 #include <utility>
 
 namespace Importers
@@ -52,6 +57,7 @@ private:
     bool FailWithoutIntervals();
     std::string ListProcesses();
     bool Write(EventSink& sink);
+    bool SendEvents(EventSink& sink);
     bool Cancel();
 
     const std::string& mPath;
@@ -137,11 +143,9 @@ bool Import::Arrange()
     mReport.mLastTimeNs = std::numeric_limits<std::int64_t>::min();
     for (const TraceThread& thread : mCollector.GetThreads().GetThreads())
     {
-        for (const Interval& interval : thread.mIntervals)
-        {
-            mReport.mFirstTimeNs = std::min(mReport.mFirstTimeNs, interval.mStart);
-            mReport.mLastTimeNs = std::max(mReport.mLastTimeNs, interval.mEnd);
-        }
+        // A thread without intervals has a first time behind all others, and a last one in front of them.
+        mReport.mFirstTimeNs = std::min(mReport.mFirstTimeNs, thread.mIntervals.GetFirstTime());
+        mReport.mLastTimeNs = std::max(mReport.mLastTimeNs, thread.mIntervals.GetLastTime());
     }
     return !IsCancelled(mOptions) || Cancel();
 }
@@ -197,32 +201,65 @@ std::string Import::ListProcesses()
 
 bool Import::Write(EventSink& sink)
 {
-    // Between two looks at the flag.
-    constexpr std::uint64_t intervalsPerStep = 10'000;
-
     const auto duration =
         static_cast<std::uint64_t>(mReport.mLastTimeNs) - static_cast<std::uint64_t>(mReport.mFirstTimeNs);
-    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals}, mResult))
+    if (!sink.OnBegin({mReport.mProcessID, gToMilliseconds(duration), mReport.mNumIntervals}, mResult) ||
+        !SendEvents(sink))
     {
         return false;
     }
-    LaneMerger merger(mThreads, mCollector.GetNames(), mTexts, mReport.mFirstTimeNs);
-    while (!merger.IsAtEnd())
+    if (IsCancelled(mOptions))
+    {
+        return Cancel();
+    }
+    // What is made of the texts now has the room of the intervals.
+    mThreads.clear();
+    mCollector.ForgetThreads();
+    return sink.OnEnd(mTexts, mResult);
+}
+
+/// Merges on this thread, and sends on another.
+bool Import::SendEvents(EventSink& sink)
+{
+    constexpr std::size_t eventsPerBatch = 8'192;
+    // One is filled and one is sent, others wait.
+    constexpr std::size_t numBatches = 4;
+
+    LaneMerger merger(mThreads, mReport.mFirstTimeNs);
+    EventSender sender(mThreads, mCollector.GetNames(), mTexts, sink);
+    std::array<std::vector<MergedEvent>, numBatches> batches;
+    std::atomic<bool> hasFailed{false};
+    const auto send = [&](std::span<const MergedEvent> events) {
+        // Relaxed: the result is looked at when the thread has finished.
+        if (!hasFailed.load(std::memory_order_relaxed) && !sender.Send(events, mResult))
+        {
+            hasFailed.store(true, std::memory_order_relaxed);
+        }
+    };
+    // The last of them: it uses all others.
+    System::SerialThread thread("Event Sender", numBatches - 2);
+    std::uint64_t numEvents = 0;
+    for (std::size_t i = 0; !hasFailed.load(std::memory_order_relaxed); i = (i + 1) % numBatches)
     {
         if (IsCancelled(mOptions))
         {
             return Cancel();
         }
-        if (!merger.Send(intervalsPerStep, sink, mResult))
+        batches[i].resize(eventsPerBatch);
+        const std::size_t count = merger.Merge(batches[i]);
+        if (count == 0)
         {
-            return false;
+            break;
         }
+        thread.Post([&send, events = std::span<const MergedEvent>(batches[i]).first(count)] { send(events); });
+        numEvents += count;
         if (mOptions.mProgress)
         {
-            mOptions.mProgress({ImportProgress::EPhase::Writing, merger.GetNumSent(), mReport.mNumIntervals});
+            mOptions.mProgress({ImportProgress::EPhase::Writing, numEvents / 2, mReport.mNumIntervals});
         }
     }
-    return !IsCancelled(mOptions) ? sink.OnEnd(mResult) : Cancel();
+    thread.Finish();
+    return !hasFailed.load(std::memory_order_relaxed);
 }
 
 bool Import::Cancel()

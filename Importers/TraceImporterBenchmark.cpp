@@ -207,7 +207,7 @@ public:
         benchmark::DoNotOptimize(event.mTimeMs);
         return true;
     }
-    bool OnEnd(Utility::Result&) override { return true; }
+    bool OnEnd(TextArena&, Utility::Result&) override { return true; }
 };
 
 void SetBytes(benchmark::State& state, ETrace kind)

@@ -1,6 +1,7 @@
 #include "Importers/TraceImporter.h"
 
 #include "Importers/EventSink.h"
+#include "Importers/TextTable.h"
 #include "Importers/TraceReader.h"
 #include "Utility/Hash.h"
 #include "Utility/Result.h"
@@ -89,7 +90,7 @@ public:
         return true;
     }
 
-    bool OnEnd(Utility::Result&) override
+    bool OnEnd(TextArena&, Utility::Result&) override
     {
         mHasEnded = true;
         Fuzz::gCheck(mNumEnded == mThreads.size(), "a thread does not end");
@@ -112,7 +113,10 @@ private:
         add(event.mKind);
         add(event.mThreadID);
         add(event.mTimeMs);
-        for (const std::string_view text : {event.mName, event.mContext})
+        const auto getText = [](const StoredText* stored) {
+            return stored != nullptr ? stored->GetText() : std::string_view();
+        };
+        for (const std::string_view text : {getText(event.mName), getText(event.mContext), event.mThreadName})
         {
             add(text.size());
             mDigest.Update(std::as_bytes(std::span(text)));

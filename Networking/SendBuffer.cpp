@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <utility>
 
 namespace Networking
 {
@@ -13,6 +14,8 @@ void SendBuffer::Open()
 {
     const System::MutexLock lock{mLock};
     mWriteSize = 0;
+    // That of a sender who has not yet noticed the end of the last connection.
+    mLent = {};
     mIsOpen = true;
     ++mOpenings;
 }
@@ -41,14 +44,36 @@ void SendBuffer::Send(uint8_t id, const void* data, uint32_t length)
         const std::size_t count = std::min<std::size_t>(cBufferSize - mWriteSize, rest.size());
         Append(rest.first(count));
         rest = rest.subspan(count);
+        if (rest.size() > cBufferSize)
+            return Lend(rest);
     }
+}
+
+void SendBuffer::Lend(std::span<const std::byte> bytes)
+{
+    const uint64_t opening = mOpenings;
+    mLent = bytes;
+    mDataAvailable.NotifyOne();
+    while (!mLent.empty() && (mIsLentTaken || (mIsOpen && mOpenings == opening)))
+        mSpaceAvailable.Wait(mLock);
+    mLent = {};
 }
 
 std::span<const std::byte> SendBuffer::Take()
 {
     const System::MutexLock lock{mLock};
-    while (mWriteSize == 0 && mIsOpen)
+    if (std::exchange(mIsLentTaken, false))
+    {
+        mLent = {};
+        mSpaceAvailable.NotifyAll();
+    }
+    while (mWriteSize == 0 && mLent.empty() && mIsOpen)
         mDataAvailable.Wait(mLock);
+    if (mWriteSize == 0 && !mLent.empty() && mIsOpen)
+    {
+        mIsLentTaken = true;
+        return mLent;
+    }
     const std::span<const std::byte> taken{mMemory.get() + (mIsSecondWritten ? cBufferSize : 0), mWriteSize};
     mIsSecondWritten = !mIsSecondWritten;
     mWriteSize = 0;

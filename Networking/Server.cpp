@@ -68,9 +68,9 @@ void Server::Stop()
         mIsRunning = false;
         mConnectionChanged.NotifyAll();
     }
-    // The receiving thread itself may be the sender that waits for room.
-    mSendBuffer.Close();
     mStopReceiving = true;
+    // The receiving thread itself may be the sender that waits, in a handler.
+    StopSending();
     mReceiveWakeUp.Set();
     mReceiveThread.join();
     mStarted = false;
@@ -189,10 +189,19 @@ void Server::Connect(Socket client)
     mSendWakeUp.Reset();
     mDropUnsent = false;
     mSendBuffer.Open();
+    // `Stop` may have closed them already.
+    if (mStopReceiving)
+        StopSending();
     mSendThread = std::thread{[this] {
         RunSending();
     }};
     SetConnected(true);
+}
+
+void Server::StopSending()
+{
+    mSendBuffer.Close();
+    mSendWakeUp.Set();
 }
 
 bool Server::ReceiveMessages()
@@ -246,8 +255,7 @@ void Server::Disconnect()
         return;
     SetConnected(false);
     mDropUnsent = !mStopReceiving;
-    mSendBuffer.Close();
-    mSendWakeUp.Set();
+    StopSending();
     mSendThread.join();
     mClient.Close();
     mReader.Clear();

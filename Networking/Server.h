@@ -84,6 +84,8 @@ private:
     void SetConnected(bool isConnected) EXCLUDES(mConnectionLock);
 
     void RunSending();
+    /// Lets go of waiting senders; the sending thread ends soon.
+    void StopSending();
     bool SendAll(std::span<const std::byte> bytes);
 
     const std::string mName;

@@ -167,6 +167,26 @@ TEST_F(ServerTest, StopReleasesThoseWhoWait)
     sender.get();
 }
 
+TEST_F(ServerTest, StopReleasesAHandlerThatSends)
+{
+    for (int round = 0; round < 3; ++round)
+    {
+        Inbox inbox;
+        const EventSubscription two = mServer.Subscribe(2, [&](Utility::InputMemoryStream& stream) {
+            inbox.GetHandler(2)(stream);
+            // This fills all buffers on the way, and nobody reads it.
+            Send(mServer, 1, std::string(32 << 20, 'x'));
+        });
+        ASSERT_TRUE(mServer.Start());
+        Client client;
+        ASSERT_TRUE(Connect(client));
+        Send(client, 2, "");
+        Send(client, 2, "");
+        inbox.Wait(1);
+        mServer.Stop();
+    }
+}
+
 TEST_F(ServerTest, OnlyTheAwaitedProcessGetsIn)
 {
     mServer.SetPeerProcess(Server::cNoProcess);

@@ -49,7 +49,7 @@ ChartCapture::~ChartCapture() = default;
 
 bool ChartCapture::Open(const std::string& path, const std::atomic<bool>& interrupted, Utility::Result& result)
 {
-    if (!mHost.LoadPlugins(result))
+    if (!mHost.LoadPlugins(Host::EViews::Without, result))
         return false;
     mSession = gOpenCapture(mHost, path, interrupted, result);
     if (mSession == nullptr)

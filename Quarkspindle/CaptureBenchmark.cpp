@@ -46,7 +46,7 @@ Quarkspindle::Host& gGetHost()
     static Quarkspindle::Host sHost;
     [[maybe_unused]] static const bool sIsLoaded = [] {
         Utility::Result result;
-        gRequire(sHost.LoadPlugins(result), result);
+        gRequire(sHost.LoadPlugins(Quarkspindle::Host::EViews::Without, result), result);
         return true;
     }();
     return sHost;

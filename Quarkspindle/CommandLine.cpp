@@ -1,7 +1,6 @@
 #include "Quarkspindle/CommandLine.h"
 
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <vector>
@@ -14,8 +13,10 @@
 #include "Quarkspindle/commands/InfoCommand.h"
 #include "Quarkspindle/commands/ListCommand.h"
 #include "Quarkspindle/commands/RepairCommand.h"
+#include "Quarkspindle/commands/SnapshotCommand.h"
 #include "Quarkspindle/commands/SymbolsCommand.h"
 #include "Quarkspindle/commands/VerifyCommand.h"
+#include "Quarkspindle/commands/WindowCommand.h"
 #include "System/Interrupt.h"
 
 namespace Quarkspindle
@@ -38,6 +39,8 @@ std::vector<std::unique_ptr<Command>> MakeCommands()
     commands.push_back(std::make_unique<VerifyCommand>());
     commands.push_back(std::make_unique<RepairCommand>());
     commands.push_back(std::make_unique<SymbolsCommand>());
+    commands.push_back(std::make_unique<SnapshotCommand>());
+    commands.push_back(std::make_unique<WindowCommand>());
     return commands;
 }
 
@@ -74,7 +77,7 @@ int RunCommand(Command& command)
 
 }
 
-int gRunCommandLine(int argc, const char* const* argv, std::vector<std::unique_ptr<Command>> moreCommands)
+int gRunCommandLine(int argc, const char* const* argv)
 {
     CLI::App program{"Shows every occurrence of an instrumentation event of a capture, and which were slow.\n"
                      "With paths and no command it opens them in a window.\n"
@@ -83,15 +86,12 @@ int gRunCommandLine(int argc, const char* const* argv, std::vector<std::unique_p
     program.set_version_flag("--version", gGetVersionText(), "Print the version and exit");
     program.failure_message(&DescribeWrongUsage);
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    program.get_formatter()->label("Subcommands", "Commands");
     program.require_subcommand(0, 1);
     program.footer(
         "Exit codes: 0 success, 1 bad input (one line on standard error says file and reason), 2 wrong usage.\n"
         "'quarkspindle COMMAND --help' explains a command.");
 
-    std::vector<std::unique_ptr<Command>> commands = MakeCommands();
-    commands.insert(
-        commands.end(), std::make_move_iterator(moreCommands.begin()), std::make_move_iterator(moreCommands.end()));
+    const std::vector<std::unique_ptr<Command>> commands = MakeCommands();
     for (const auto& command : commands)
         command->Declare(program);
     try

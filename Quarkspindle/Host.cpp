@@ -49,9 +49,9 @@ Host::Host(const std::vector<Utility::TraceSink>& sinks)
 
 Host::~Host() = default;
 
-bool Host::LoadPlugins(Utility::Result& result)
+bool Host::LoadPlugins(EViews views, Utility::Result& result)
 {
-    return LoadPlugin(gFindPluginModule("BarChartPlugin.so"), result);
+    return LoadPlugin(gFindPrivateFile(views == EViews::With ? "BarChartPlugin.so" : "BarChartModels.so"), result);
 }
 
 bool Host::LoadPlugin(const std::string& path, Utility::Result& result)
@@ -76,7 +76,7 @@ bool Host::LoadPlugin(const std::string& path, Utility::Result& result)
     return true;
 }
 
-std::string gFindPluginModule(const std::string& name)
+std::string gFindPrivateFile(const std::string& name)
 {
     const std::string beside = FileSystem::gCombinePath(FileSystem::gGetExecutableDirectory(), name);
     if (FileSystem::gFileExists(beside))

@@ -29,10 +29,18 @@ public:
     Host& operator=(const Host&) = delete;
     ~Host();
 
+    /// The plug-in is there twice. What asks for no views takes the one that knows models only: it does not link Qt,
+    /// which alone takes longer to load than most commands take to run.
+    enum class EViews
+    {
+        Without,
+        With,
+    };
+
     /// Loads the plug-in module that lies beside the program or in the installed folder, checks its interface, and
     /// hands over the log, the bus and the registry. False with the reason in `result`; the host then works on without
     /// it.
-    [[nodiscard]] bool LoadPlugins(Utility::Result& result);
+    [[nodiscard]] bool LoadPlugins(EViews views, Utility::Result& result);
     /// The same with the module in a file of the caller's choice.
     [[nodiscard]] bool LoadPlugin(const std::string& path, Utility::Result& result);
 
@@ -50,7 +58,7 @@ private:
     System::JobScheduler mJobScheduler;
 };
 
-/// The module's file beside the running program, or in the folder that an installation puts it in.
-std::string gFindPluginModule(const std::string& name);
+/// A file that the program loads or starts: beside it, or in the folder that an installation puts it in.
+std::string gFindPrivateFile(const std::string& name);
 
 }

@@ -26,6 +26,18 @@ std::string FormatRate(ProgressLine::EUnit unit, double perSecond)
     return gFormatCount(static_cast<uint64_t>(perSecond)) + "/s";
 }
 
+/// A guess, so whole seconds, and whole minutes where there are many.
+std::string FormatTimeLeft(double seconds)
+{
+    constexpr double cMinute = 60.0;
+    const double minutes = std::ceil(seconds / cMinute);
+    if (seconds <= 2.0 * cMinute)
+        return Utility::gFormat("%.0f s", std::ceil(seconds));
+    if (minutes <= 2.0 * cMinute)
+        return Utility::gFormat("%.0f min", minutes);
+    return Utility::gFormat("%.0f h", std::ceil(minutes / cMinute));
+}
+
 }
 
 ProgressLine::ProgressLine() : mEnabled{System::gIsTerminal(System::EStandardStream::Error)} {}
@@ -67,8 +79,7 @@ std::string ProgressLine::sFormatRate(EUnit unit, uint64_t done, uint64_t total,
         return {};
     const double rate = static_cast<double>(done) / seconds;
     const double left = static_cast<double>(total - std::min(done, total)) / rate;
-    return Utility::gFormat(
-        ", %s, %s left", FormatRate(unit, rate).c_str(), gFormatMilliseconds(std::ceil(left) * 1000.0).c_str());
+    return Utility::gFormat(", %s, %s left", FormatRate(unit, rate).c_str(), FormatTimeLeft(left).c_str());
 }
 
 void ProgressLine::Report(int32_t, float fraction, const std::string&, int32_t)

@@ -30,7 +30,7 @@ public:
 
     void Report(int32_t kind, float fraction, const std::string& text, int32_t extra) override;
 
-    /// ", 12.50 MiB/s, 3.000 s left" for work that has done so much in that time; empty while that says nothing yet.
+    /// ", 12.5 MiB/s, 3 s left" for work that has done so much in that time; empty while that says nothing yet.
     static std::string sFormatRate(EUnit unit, uint64_t done, uint64_t total, double seconds);
 
 private:

@@ -48,7 +48,7 @@ std::string MakeAbsolute(const std::string& path)
 bool SymbolLookup::Open(const std::string& binary, const SymbolPlaces& places, Utility::Result& result)
 {
     mBinary = MakeAbsolute(binary);
-    const std::string worker = gFindPluginModule("SymbolResolverWorker");
+    const std::string worker = gFindPrivateFile("SymbolResolverWorker");
     if (!mIdentity.Read(mBinary, result) || !result.Check(FileSystem::gFileExists(worker), Serialization::FileNotFound,
                                                 "Unable to find SymbolResolverWorker executable: %s", worker.c_str()))
         return false;
@@ -111,17 +111,43 @@ std::unique_ptr<Profiler::FunctionData> SymbolLookup::Resolve(
 {
     using Profiler::FunctionData;
 
-    // Shared with the handlers, which may be called after an interrupt.
-    const auto promise = std::make_shared<std::promise<std::unique_ptr<FunctionData>>>();
-    auto answer = promise->get_future();
     Profiler::ResolvedAddress address;
     address.mFunctionAddress = MakeAddress(function.Address);
     address.mFunctionSize = function.Size;
     address.mAddress = MakeAddress(offset);
+    const auto promise = std::make_shared<std::promise<std::unique_ptr<FunctionData>>>();
     mCache->ResolveFunctionData(
         mIdentity.mKey, mIdentity.mBase, address, address.mAddress, address.mAddress,
         [promise](const FunctionData& data) { promise->set_value(std::make_unique<FunctionData>(data)); },
         [](const Profiler::FunctionLineData&) {}, [promise] { promise->set_value(nullptr); });
+    return Await(*promise, result);
+}
+
+std::unique_ptr<Profiler::SourceLineData> SymbolLookup::FindLines(
+    const std::vector<uint64_t>& offsets, Utility::Result& result)
+{
+    using Profiler::SourceLineData;
+
+    const auto promise = std::make_shared<std::promise<std::unique_ptr<SourceLineData>>>();
+    mCache->ResolveSourceLines(
+        mIdentity.mKey, offsets,
+        [promise](const SourceLineData& data) { promise->set_value(std::make_unique<SourceLineData>(data)); },
+        [promise] { promise->set_value(nullptr); });
+    auto data = Await(*promise, result);
+    const auto context = result.PushContext(mBinary);
+    if (data != nullptr && data->Result != Profiler::EResolveLineDataResult::Success)
+    {
+        result.Fail(Serialization::Unspecified, "The source lines cannot be found: %s", data->ErrorMessage.c_str());
+        return nullptr;
+    }
+    return data;
+}
+
+/// The promise is shared with handlers, which may be called after an interrupt.
+template <class Data>
+std::unique_ptr<Data> SymbolLookup::Await(std::promise<std::unique_ptr<Data>>& promise, Utility::Result& result) const
+{
+    auto answer = promise.get_future();
     if (!WaitFor(answer, mInterrupted))
     {
         result.Fail(Serialization::Unspecified, "Interrupted");

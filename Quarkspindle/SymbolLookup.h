@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,10 +52,15 @@ public:
     std::unique_ptr<Profiler::FunctionData> Resolve(
         const Profiler::Symbol& function, uint64_t offset, Utility::Result& result);
 
+    /// The source lines of places in the image. Null with the reason when no worker answers.
+    std::unique_ptr<Profiler::SourceLineData> FindLines(const std::vector<uint64_t>& offsets, Utility::Result& result);
+
 private:
     void RegisterTypes();
     void ApplySettings(const SymbolPlaces& places);
     bool FindModule(Utility::Result& result);
+    template <class Data>
+    std::unique_ptr<Data> Await(std::promise<std::unique_ptr<Data>>& promise, Utility::Result& result) const;
 
     const std::atomic<bool>& mInterrupted;
     RTTI::TypeRegistry mRegistry;

@@ -1,7 +1,6 @@
 #include "Quarkspindle/CommandLine.h"
-#include "Quarkspindle/window/WindowCommands.h"
 
 int main(int argc, char** argv)
 {
-    return Quarkspindle::gRunCommandLine(argc, argv, Quarkspindle::gMakeWindowCommands());
+    return Quarkspindle::gRunCommandLine(argc, argv);
 }

@@ -245,9 +245,27 @@ void PrimitiveRenderer::Flush()
         {
             Draw(*batch);
         }
+        Use(nullptr);
         mContext.SetScissor(std::nullopt);
     }
     mBatches.Clear();
+}
+
+void PrimitiveRenderer::Use(Material* material)
+{
+    if (material == mUsedMaterial)
+    {
+        return;
+    }
+    if (mUsedMaterial != nullptr)
+    {
+        mUsedMaterial->Unapply();
+    }
+    mUsedMaterial = material;
+    if (material != nullptr)
+    {
+        mContext.Apply(*material, gIdentityMatrix, mCamera);
+    }
 }
 
 void PrimitiveRenderer::Draw(const Batch& batch)
@@ -259,14 +277,14 @@ void PrimitiveRenderer::Draw(const Batch& batch)
         return;
     }
     mContext.SetScissor(scissor);
+    Use(batch.mKey.mMaterial);
     for (std::size_t index = 0; index <= batch.mCurrent; ++index)
     {
         const Batch::Buffer& buffer = batch.mBuffers[index];
         if (!buffer.mGeometry->IsEmpty())
         {
             mContext.Upload(*buffer.mGeometry);
-            mContext.Draw(
-                *buffer.mGeometry, *batch.mKey.mMaterial, buffer.mVertexArray.Get(), gIdentityMatrix, mCamera);
+            mContext.Draw(*buffer.mGeometry, buffer.mVertexArray.Get());
         }
     }
 }

@@ -83,6 +83,9 @@ private:
     Material& CreateMaterial(const ShaderProgram* program);
     Material& GetDashedMaterial(float dashLength);
     Material& GetFontMaterial(std::uint32_t page);
+    /// Null for none. What one batch draws with stays for the next: most frames have few materials, and to a driver a
+    /// change costs as much as a draw call.
+    void Use(Material* material);
     void Draw(const Batch& batch);
 
     RenderContext& mContext;
@@ -101,6 +104,8 @@ private:
     std::int32_t mViewportHeight = 0;
     float mPixelRatio = 1.0f;
     PrimitiveList* mCurrentList = nullptr;
+    /// During a flush only.
+    Material* mUsedMaterial = nullptr;
     /// Those that know this renderer.
     std::vector<PrimitiveList*> mLists;
 };

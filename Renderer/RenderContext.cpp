@@ -362,26 +362,23 @@ void RenderContext::Upload(Geometry& geometry)
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
 }
 
-void RenderContext::Draw(const Geometry& geometry, Material& material, VertexArray& vertexArray, const Matrix4& model,
-    const OrthoRenderCamera& camera)
+void RenderContext::Apply(Material& material, const Matrix4& model, const OrthoRenderCamera& camera)
 {
-    if (!material.CanDraw())
-    {
-        return;
-    }
     const ShaderProgram& program = *material.GetProgram();
     Matrix4 matrix;
     material.SetMatrix(model, program.mModelLocation);
     material.SetMatrix(camera.GetView(matrix), program.mViewLocation);
     material.SetMatrix(camera.GetProjection(matrix), program.mProjectionLocation);
     material.Apply();
+}
 
+void RenderContext::Draw(const Geometry& geometry, VertexArray& vertexArray)
+{
     Bind(vertexArray);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, geometry.GetIndexBuffer());
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(geometry.GetIndices().size()), GL_UNSIGNED_INT, nullptr);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
     glBindVertexArray(0);
-    material.Unapply();
 }
 
 void RenderContext::ForgetContext(GLContextHandle context)

@@ -99,9 +99,10 @@ public:
 
     /// Sends what was put into the geometry to its GL buffers.
     void Upload(Geometry& geometry);
-    /// Draws what was uploaded last, if the material can.
-    void Draw(const Geometry& geometry, Material& material, VertexArray& vertexArray, const Matrix4& model,
-        const OrthoRenderCamera& camera);
+    /// Makes GL draw with a material that can, until it is unapplied.
+    void Apply(Material& material, const Matrix4& model, const OrthoRenderCamera& camera);
+    /// Draws what was uploaded last with the material that is applied.
+    void Draw(const Geometry& geometry, VertexArray& vertexArray);
 
 private:
     friend class VertexArrayHandle;

@@ -6,6 +6,7 @@
 
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/TypeInfo.h"
+#include "Utility/FileWriter.h"
 
 namespace RTTI
 {
@@ -45,11 +46,11 @@ namespace Serialization
     Utility::OutputMemoryStream& stream, const std::vector<RTTI::Object*>& objects, Utility::Result& result);
 
 /// Stores a buffer that was written as a file, as a whole: on failure what was there before is still there.
-[[nodiscard]] bool gStoreBinaryFile(
-    const std::string& path, const Utility::OutputMemoryStream& stream, Utility::Result& result);
+[[nodiscard]] bool gStoreBinaryFile(const std::string& path, const Utility::OutputMemoryStream& stream,
+    Utility::Result& result, FileSystem::EDurability durability = FileSystem::EDurability::AtOnce);
 
 /// Both of them: one file with all objects.
-[[nodiscard]] bool gWriteBinaryFile(
-    const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result);
+[[nodiscard]] bool gWriteBinaryFile(const std::string& path, const std::vector<RTTI::Object*>& objects,
+    Utility::Result& result, FileSystem::EDurability durability = FileSystem::EDurability::AtOnce);
 
 }

@@ -297,18 +297,20 @@ bool gWriteBinary(
     return true;
 }
 
-bool gStoreBinaryFile(const std::string& path, const Utility::OutputMemoryStream& stream, Utility::Result& result)
+bool gStoreBinaryFile(const std::string& path, const Utility::OutputMemoryStream& stream, Utility::Result& result,
+    FileSystem::EDurability durability)
 {
     FileSystem::FileError error;
-    return FileSystem::gReplaceFile(path, stream.GetData(), error) ||
+    return FileSystem::gReplaceFile(path, stream.GetData(), error, durability) ||
            result.Fail(
                EError::Unspecified, "Unable to open file %s for writing: %s", path.c_str(), error.GetReason().c_str());
 }
 
-bool gWriteBinaryFile(const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result)
+bool gWriteBinaryFile(const std::string& path, const std::vector<RTTI::Object*>& objects, Utility::Result& result,
+    FileSystem::EDurability durability)
 {
     Utility::OutputMemoryStream stream;
-    return gWriteBinary(stream, objects, result) && gStoreBinaryFile(path, stream, result);
+    return gWriteBinary(stream, objects, result) && gStoreBinaryFile(path, stream, result, durability);
 }
 
 }

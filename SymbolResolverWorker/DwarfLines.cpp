@@ -7,6 +7,7 @@
 
 #include <dwarf.h>
 
+#include "SymbolResolverWorker/DwarfChecksums.h"
 #include "SymbolResolverWorker/ElfFile.h"
 #include "SymbolResolverWorker/JobControl.h"
 
@@ -32,6 +33,15 @@ std::string MakePath(const char* source, const char* directory)
     return std::string{directory} + "/" + source;
 }
 
+SourceChecksum GetChecksum(Dwarf_Line* line, const std::vector<SourceChecksum>& checksums)
+{
+    Dwarf_Files* files = nullptr;
+    std::size_t index = 0;
+    if (checksums.empty() || dwarf_line_file(line, &files, &index) != 0 || index >= checksums.size())
+        return {};
+    return checksums[index];
+}
+
 /// The library cannot go on without memory, and neither can this process: it ends as it does where `new` finds none.
 [[gnu::noreturn]] void EndForMemory()
 {
@@ -43,7 +53,8 @@ std::string MakePath(const char* source, const char* directory)
 }
 
 DwarfLines::DwarfLines(const ElfFile& file, const ElfFile& code, const JobControl& control)
-    : mDwarf{dwarf_begin_elf(file.GetHandle(), DWARF_C_READ, nullptr)}
+    : mFile{file},
+      mDwarf{dwarf_begin_elf(file.GetHandle(), DWARF_C_READ, nullptr)}
 {
     if (mDwarf == nullptr)
         return;
@@ -111,6 +122,18 @@ const LineTable* DwarfLines::FindTable(uint64_t address)
     return &mTables.front().mTable;
 }
 
+std::vector<SourceChecksum> DwarfLines::ReadChecksums(Dwarf_Die& unit) const
+{
+    Dwarf_Attribute attribute;
+    Dwarf_Word offset = 0;
+    // The library has unpacked the section by now, if it was packed.
+    Elf_Data* section = elf_getdata(mFile.FindSection(".debug_line"), nullptr);
+    if (section == nullptr || dwarf_formudata(dwarf_attr(&unit, DW_AT_stmt_list, &attribute), &offset) != 0)
+        return {};
+    return gReadDwarfChecksums(
+        ByteRange{std::span{static_cast<const std::byte*>(section->d_buf), section->d_size}}, offset);
+}
+
 LineTable DwarfLines::ReadTable(Dwarf_Off unit) const
 {
     LineTable table;
@@ -120,6 +143,7 @@ LineTable DwarfLines::ReadTable(Dwarf_Off unit) const
     if (dwarf_offdie(mDwarf, unit, &die) == nullptr || dwarf_getsrclines(&die, &lines, &count) != 0)
         return table;
     const char* directory = GetCompilationDirectory(die);
+    const std::vector<SourceChecksum> checksums = ReadChecksums(die);
     // The library gives one pointer for each file of a unit.
     std::unordered_map<const char*, uint32_t> files;
     for (std::size_t i = 0; i < count; ++i)
@@ -138,7 +162,7 @@ LineTable DwarfLines::ReadTable(Dwarf_Off unit) const
         }
         const auto [file, isNew] = files.try_emplace(source);
         if (isNew)
-            file->second = table.AddFile(MakePath(source, directory));
+            file->second = table.AddFile(MakePath(source, directory), GetChecksum(line, checksums));
         table.AddRow(address, file->second, static_cast<uint32_t>(number));
     }
     table.Sort();

@@ -50,7 +50,9 @@ private:
     void AddUnit(Dwarf_Die& unit, const ElfFile& code);
     std::optional<Dwarf_Off> FindUnit(uint64_t address) const;
     LineTable ReadTable(Dwarf_Off unit) const;
+    std::vector<SourceChecksum> ReadChecksums(Dwarf_Die& unit) const;
 
+    const ElfFile& mFile;
     Dwarf* mDwarf = nullptr;
     std::vector<Range> mRanges;
     /// The latest first.

@@ -8,7 +8,9 @@
 #include <elfutils/libdwelf.h>
 
 #include "Serialization/Error.h"
+#include "SymbolResolverWorker/SectionUnpacker.h"
 #include "Utility/Result.h"
+#include "Utility/Trace.h"
 
 namespace Symbols
 {
@@ -17,6 +19,8 @@ namespace
 {
 
 constexpr uint64_t cPageSize = 4096;
+/// Newer than the header of the oldest library that this is built with.
+constexpr uint32_t cPackedWithZstd = 2;
 
 const char* GetLibraryError()
 {
@@ -123,6 +127,43 @@ Elf_Scn* ElfFile::FindSection(const char* name) const
             return section;
     }
     return nullptr;
+}
+
+void ElfFile::UnpackSections(const JobControl& control)
+{
+    for (Elf_Scn* section = nullptr; (section = elf_nextscn(mElf, section)) != nullptr;)
+        UnpackSection(section, control);
+}
+
+/// The library is left with a section that never was packed.
+void ElfFile::UnpackSection(Elf_Scn* section, const JobControl& control)
+{
+    GElf_Shdr header;
+    GElf_Chdr packing;
+    if (gelf_getshdr(section, &header) == nullptr || (header.sh_flags & SHF_COMPRESSED) == 0 ||
+        gelf_getchdr(section, &packing) == nullptr || packing.ch_type != cPackedWithZstd)
+        return;
+    Elf_Data* content = elf_rawdata(section, nullptr);
+    const std::size_t start = gelf_getclass(mElf) == ELFCLASS64 ? sizeof(Elf64_Chdr) : sizeof(Elf32_Chdr);
+    if (content == nullptr || content->d_buf == nullptr || content->d_size < start)
+        return;
+    const std::span packed{static_cast<const std::byte*>(content->d_buf), content->d_size};
+    auto unpacked = gUnpackZstd(packed.subspan(start), packing.ch_size, control);
+    if (!unpacked)
+        return Utility::gTrace("Section %zu of %s cannot be unpacked", elf_ndxscn(section), mPath.c_str());
+    header.sh_flags &= ~uint64_t{SHF_COMPRESSED};
+    header.sh_size = unpacked->size();
+    header.sh_addralign = packing.ch_addralign;
+    gelf_update_shdr(section, &header);
+    for (Elf_Data* data : {content, elf_getdata(section, nullptr)})
+    {
+        if (data == nullptr)
+            continue;
+        data->d_buf = unpacked->data();
+        data->d_size = unpacked->size();
+        data->d_type = ELF_T_BYTE;
+    }
+    mUnpacked.push_back(std::move(*unpacked));
 }
 
 ByteRange ElfFile::GetBytesAt(uint64_t address) const

@@ -16,6 +16,8 @@
 namespace Symbols
 {
 
+class JobControl;
+
 /// An ELF file under libelf: an image, or the debug file that was split off from one. What it hands out lives as long
 /// as it does. One thread.
 class ElfFile final : public CodeImage
@@ -58,6 +60,10 @@ public:
     Elf_Scn* FindSection(uint32_t type) const;
     Elf_Scn* FindSection(const char* name) const;
 
+    /// Unpacks the sections that are packed with zstd, which the library does not know; those with zlib it unpacks
+    /// itself. What is damaged stays as it is.
+    void UnpackSections(const JobControl& control);
+
     /// What the file has at a link-time address, up to the end of the segment; empty for nothing.
     ByteRange GetBytesAt(uint64_t address) const;
 
@@ -74,6 +80,7 @@ private:
     };
 
     [[nodiscard]] bool ReadSegments(Utility::Result& result);
+    void UnpackSection(Elf_Scn* section, const JobControl& control);
 
     std::string mPath;
     MappedFile mFile;
@@ -82,6 +89,7 @@ private:
     uint64_t mBase = 0;
     std::vector<Segment> mSegments;
     std::vector<AddressRange> mCodeRanges;
+    std::vector<std::vector<std::byte>> mUnpacked;
 };
 
 }

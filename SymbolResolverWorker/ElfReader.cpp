@@ -20,7 +20,11 @@ bool ElfReader::ReadFunctions(
 const LineTable* ElfReader::FindTable(uint64_t address)
 {
     if (!mLines)
-        mLines.emplace(mDebugFile == nullptr ? *mImage : *mDebugFile, *mImage, mControl);
+    {
+        ElfFile& file = mDebugFile == nullptr ? *mImage : *mDebugFile;
+        file.UnpackSections(mControl);
+        mLines.emplace(file, *mImage, mControl);
+    }
     return mLines->FindTable(address + mImage->GetBase());
 }
 
@@ -28,6 +32,12 @@ std::optional<SourceLine> ElfReader::FindLine(uint64_t address)
 {
     const LineTable* table = FindTable(address);
     return table == nullptr ? std::nullopt : table->Find(address + mImage->GetBase());
+}
+
+SourceChecksum ElfReader::FindChecksum(uint64_t address)
+{
+    const LineTable* table = FindTable(address);
+    return table == nullptr ? SourceChecksum{} : table->FindChecksum(address + mImage->GetBase());
 }
 
 std::optional<int32_t> ElfReader::FindLineInFile(uint64_t address, uint64_t functionAddress, const std::string& path)

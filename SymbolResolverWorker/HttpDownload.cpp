@@ -6,9 +6,9 @@
 
 #include <curl/curl.h>
 
+#include "ProfilerLib/symbols/CacheFolder.h"
 #include "Serialization/Error.h"
 #include "SymbolResolverWorker/JobControl.h"
-#include "Utility/FileSystem.h"
 #include "Utility/FileWriter.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
@@ -43,8 +43,10 @@ public:
         const std::unique_ptr<CURL, Cleanup> handle{curl_easy_init()};
         if (handle == nullptr)
             return result.Fail(Serialization::Unspecified, "The network library does not start");
-        const std::string directory = FileSystem::gGetDirectory(path);
-        if (!FileSystem::gCreateDirectoryTree(directory, mFileError) || !mFile.Open(path, mFileError))
+        Profiler::CacheFolder folder;
+        if (!folder.Enter(FileSystem::gGetDirectory(path), result))
+            return false;
+        if (!mFile.Open(path, mFileError))
             return result.FailText(Serialization::Unspecified, mFileError.ToString());
         Configure(handle.get());
         const CURLcode code = curl_easy_perform(handle.get());

@@ -4,11 +4,14 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <span>
+#include <vector>
 
 #include "Serialization/Error.h"
 #include "SymbolResolverWorker/ByteRange.h"
 #include "SymbolResolverWorker/ImageFile.h"
 #include "SymbolResolverWorker/PeImage.h"
+#include "Utility/Hash.h"
 #include "Utility/Result.h"
 
 namespace Symbols
@@ -22,6 +25,14 @@ constexpr uint32_t cNoteSegment = 4;
 constexpr uint32_t cBuildIDNote = 3;
 constexpr uint64_t cLargestNotes = 1 << 20;
 constexpr uint64_t cPageSize = 4096;
+constexpr uint16_t cObjectFile = 1;
+constexpr uint16_t cCoreDump = 4;
+constexpr uint64_t cNoBase = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t cPiece = 1 << 20;
+
+/// The ages of the keys of ELF files, which tell what the GUID is made of.
+constexpr int32_t cBuildIDAge = 0;
+constexpr int32_t cContentAge = 1;
 
 bool HasElfMagic(const ByteRange& start)
 {
@@ -80,7 +91,7 @@ bool ReadOffset(const ImageFile& file, uint64_t at, bool is64, uint64_t& value, 
 /// What the table of segments leads to.
 struct ElfFacts
 {
-    uint64_t mBase = std::numeric_limits<uint64_t>::max();
+    uint64_t mBase = cNoBase;
     std::vector<std::byte> mBuildID;
 };
 
@@ -108,13 +119,22 @@ bool ReadSegment(
     return true;
 }
 
+bool CheckType(uint16_t type, Utility::Result& result)
+{
+    return result.Check(type != cObjectFile, Serialization::InvalidBuffer,
+               "This is an object file or a kernel module: its functions have no addresses before it is linked") &&
+           result.Check(type != cCoreDump, Serialization::InvalidBuffer, "This is a core dump, not a program");
+}
+
 bool ReadSegments(const ImageFile& file, ElfFacts& facts, Utility::Result& result)
 {
     uint8_t elfClass = 0;
     uint8_t order = 0;
-    if (!file.Read(4, elfClass, result) || !file.Read(5, order, result) ||
+    uint16_t type = 0;
+    if (!file.Read(4, elfClass, result) || !file.Read(5, order, result) || !file.Read(16, type, result) ||
         !result.Check((elfClass == 1 || elfClass == 2) && order == 1, Serialization::InvalidBuffer,
-            "This kind of ELF file is not known: class %d, byte order %d", elfClass, order))
+            "This kind of ELF file is not known: class %d, byte order %d", elfClass, order) ||
+        !CheckType(type, result))
         return false;
     const ElfLayout& layout = elfClass == 2 ? cElf64 : cElf32;
     uint64_t table = 0;
@@ -128,14 +148,11 @@ bool ReadSegments(const ImageFile& file, ElfFacts& facts, Utility::Result& resul
         if (!ReadSegment(file, table + i * entrySize, layout, facts, result))
             return false;
     }
-    return result.Check(!facts.mBuildID.empty(), Serialization::Unspecified,
-        "The file has no build-id (the linker's option --build-id makes one), so its symbols can't be told from those "
-        "of another build");
+    return result.Check(facts.mBase != cNoBase, Serialization::CorruptData, "The ELF file has no segment to load");
 }
 
-}
-
-Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID)
+/// A shorter build-id is filled with zeros.
+Profiler::SerializableGUID MakeGuid(std::span<const std::byte> buildID)
 {
     std::array<std::byte, 16> bytes{};
     std::copy_n(buildID.begin(), std::min(buildID.size(), bytes.size()), bytes.begin());
@@ -143,6 +160,24 @@ Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID)
     std::memcpy(&guid.Data1, bytes.data(), 8);
     std::memcpy(&guid.Data2, bytes.data() + 8, 8);
     return guid;
+}
+
+/// All of the file, since two builds may have the same code and other names.
+bool HashContent(const ImageFile& file, Profiler::SerializableGUID& guid, Utility::Result& result)
+{
+    Utility::XXH64Stream hash;
+    std::vector<std::byte> piece;
+    for (uint64_t offset = 0; offset < file.GetSize(); offset += piece.size())
+    {
+        if (!file.Read(offset, std::min(cPiece, file.GetSize() - offset), piece, result))
+            return false;
+        hash.Update(piece);
+    }
+    guid.Data1 = hash.GetDigest();
+    guid.Data2 = file.GetSize();
+    return true;
+}
+
 }
 
 bool ImageIdentity::Read(const std::string& path, Utility::Result& result)
@@ -165,7 +200,11 @@ bool ImageIdentity::ReadElf(const std::string& path, Utility::Result& result)
     ElfFacts facts;
     if (!file.Open(path, result) || !ReadSegments(file, facts, result))
         return false;
-    mKey = Profiler::PDBKey::sMake(path, 0, 0, cBuildIDAge, gMakeBuildIDGuid(facts.mBuildID), path);
+    const bool hasBuildID = !facts.mBuildID.empty();
+    Profiler::SerializableGUID guid = MakeGuid(facts.mBuildID);
+    if (!hasBuildID && !HashContent(file, guid, result))
+        return false;
+    mKey = Profiler::PDBKey::sMake(path, 0, 0, hasBuildID ? cBuildIDAge : cContentAge, guid, path);
     mBase = facts.mBase;
     return true;
 }

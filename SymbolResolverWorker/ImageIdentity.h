@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "ProfilerLib/symbols/PDBKey.h"
 
@@ -19,7 +16,8 @@ namespace Symbols
 struct ImageIdentity
 {
     /// Under which its symbols are kept. An ELF file gives the first 16 bytes of its build-id as GUID, age 0 and its
-    /// path as the name; a PE image gives what it says about its program database.
+    /// path as the name; one without a build-id XXH64 and size of the whole file, and age 1. A PE image gives what it
+    /// says about its program database.
     Profiler::PDBKey mKey;
     /// The address that the image has if nobody moves it: what other tools count its addresses from.
     uint64_t mBase = 0;
@@ -27,15 +25,12 @@ struct ImageIdentity
     /// False with the reason when the file is neither, or has no such identity.
     [[nodiscard]] bool Read(const std::string& path, Utility::Result& result);
 
+    /// Whether this is the image that a key names, wherever it lies.
+    bool IsOf(const Profiler::PDBKey& key) const { return mKey.PDBGUID == key.PDBGUID && mKey.PDBAge == key.PDBAge; }
+
 private:
     [[nodiscard]] bool ReadElf(const std::string& path, Utility::Result& result);
     [[nodiscard]] bool ReadPe(const std::string& path, Utility::Result& result);
 };
-
-/// The GUID that stands for a build-id; a shorter one is filled with zeros.
-Profiler::SerializableGUID gMakeBuildIDGuid(std::span<const std::byte> buildID);
-
-/// The age of every key that a build-id gives.
-inline constexpr int32_t cBuildIDAge = 0;
 
 }

@@ -1,7 +1,7 @@
 #include "SymbolResolverWorker/JobExecutor.h"
 
 #include <algorithm>
-#include <cinttypes>
+#include <unordered_map>
 
 #include "ProfilerLib/symbols/SymbolModule.h"
 #include "Serialization/Error.h"
@@ -9,7 +9,6 @@
 #include "SymbolResolverWorker/Disassembler.h"
 #include "SymbolResolverWorker/JobControl.h"
 #include "SymbolResolverWorker/ModuleSymbols.h"
-#include "Utility/FileSystem.h"
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
 
@@ -104,9 +103,53 @@ void FindSource(const Profiler::ResolveFunctionDataJob& job, SymbolReader& reade
                                   .FindLineInFile(job.CursorLineAddress - job.ModuleBaseAddress,
                                       job.FunctionAddress - job.ModuleBaseAddress, line->mPath)
                                   .value_or(-1);
-    if (FileSystem::gFileExists(line->mPath))
-        data.Result = EResolveFunctionDataResult::SourceFound;
+    const ESourceFile file =
+        gCompareSource(line->mPath, reader.FindChecksum(job.FunctionLineAddress - job.ModuleBaseAddress));
+    if (file != ESourceFile::Missing)
+        data.Result = file == ESourceFile::Matched ? EResolveFunctionDataResult::SourceFound
+                                                   : EResolveFunctionDataResult::SourceUnmatched;
 }
+
+/// The answer to a job for lines: with their paths for who asked for those.
+class LineAnswer
+{
+public:
+    explicit LineAnswer(const Profiler::ResolveLineDataJob& job)
+    {
+        const std::size_t count = job.AddressesToResolve.size();
+        if (dynamic_cast<const Profiler::ResolveSourceLinesJob*>(&job) != nullptr)
+        {
+            auto data = std::make_unique<Profiler::SourceLineData>();
+            data->PathIndices.assign(count, 0);
+            mSourceLines = data.get();
+            mData = std::move(data);
+        }
+        else
+            mData = std::make_unique<Profiler::FunctionLineData>();
+        mData->Lines.assign(count, -1);
+    }
+
+    Profiler::FunctionLineData& GetData() { return *mData; }
+
+    void Set(std::size_t index, const SourceLine& line)
+    {
+        mData->Lines[index] = line.mLine;
+        if (mSourceLines == nullptr)
+            return;
+        const auto [path, isNew] =
+            mPathIndices.try_emplace(line.mPath, static_cast<uint32_t>(mSourceLines->Paths.size()));
+        if (isNew)
+            mSourceLines->Paths.push_back(line.mPath);
+        mSourceLines->PathIndices[index] = path->second;
+    }
+
+    std::unique_ptr<Profiler::FunctionLineData> Take() { return std::move(mData); }
+
+private:
+    std::unique_ptr<Profiler::FunctionLineData> mData;
+    Profiler::SourceLineData* mSourceLines = nullptr;
+    std::unordered_map<std::string, uint32_t> mPathIndices;
+};
 
 }
 
@@ -140,26 +183,25 @@ std::unique_ptr<Profiler::FunctionData> gResolveFunctionData(
 std::unique_ptr<Profiler::FunctionLineData> gResolveLineData(
     const Profiler::ResolveLineDataJob& job, const JobControl& control)
 {
-    auto data = std::make_unique<Profiler::FunctionLineData>();
+    LineAnswer answer{job};
+    Profiler::FunctionLineData& data = answer.GetData();
     Utility::Result result;
     ModuleSymbols symbols;
     const EOutcome outcome = symbols.Open(job.Key, MakeSearch(job), control, result);
-    data->Lines.assign(job.AddressesToResolve.size(), -1);
     if (outcome == EOutcome::Found)
     {
-        for (std::size_t i = 0; i < data->Lines.size() && !control.ShouldStop(); ++i)
+        for (std::size_t i = 0; i < data.Lines.size() && !control.ShouldStop(); ++i)
         {
-            const auto line = symbols.GetReader().FindLine(job.AddressesToResolve[i] - job.ModuleBaseAddress);
-            data->Lines[i] = line ? line->mLine : -1;
+            if (const auto line = symbols.GetReader().FindLine(job.AddressesToResolve[i] - job.ModuleBaseAddress))
+                answer.Set(i, *line);
         }
-        data->Result =
-            control.MayGoOn(result) ? EResolveLineDataResult::Success : EResolveLineDataResult::CriticalError;
+        data.Result = control.MayGoOn(result) ? EResolveLineDataResult::Success : EResolveLineDataResult::CriticalError;
     }
     else
-        data->Result = outcome == EOutcome::NotFound ? EResolveLineDataResult::PDBNotFound
-                                                     : EResolveLineDataResult::PDBCouldNotBeLoaded;
-    data->ErrorMessage = result.ToString();
-    return data;
+        data.Result = outcome == EOutcome::NotFound ? EResolveLineDataResult::PDBNotFound
+                                                    : EResolveLineDataResult::PDBCouldNotBeLoaded;
+    data.ErrorMessage = result.ToString();
+    return answer.Take();
 }
 
 }

@@ -22,7 +22,7 @@ std::unique_ptr<Profiler::ConvertPDBResult> gConvert(const Profiler::ConvertPDBJ
 std::unique_ptr<Profiler::FunctionData> gResolveFunctionData(
     const Profiler::ResolveFunctionDataJob& job, const JobControl& control);
 
-/// The source lines of addresses.
+/// The source lines of addresses; with their files as `SourceLineData` when the job is a `ResolveSourceLinesJob`.
 std::unique_ptr<Profiler::FunctionLineData> gResolveLineData(
     const Profiler::ResolveLineDataJob& job, const JobControl& control);
 

@@ -5,9 +5,9 @@
 namespace Symbols
 {
 
-uint32_t LineTable::AddFile(std::string path)
+uint32_t LineTable::AddFile(std::string path, SourceChecksum checksum)
 {
-    mFiles.push_back(std::move(path));
+    mFiles.push_back({std::move(path), std::move(checksum)});
     return static_cast<uint32_t>(mFiles.size() - 1);
 }
 
@@ -36,12 +36,25 @@ std::vector<LineTable::Row>::const_iterator LineTable::FindRow(uint64_t address)
     return behind == mRows.begin() ? mRows.end() : std::prev(behind);
 }
 
-std::optional<SourceLine> LineTable::Find(uint64_t address) const
+const LineTable::Row* LineTable::FindLine(uint64_t address) const
 {
     const auto row = FindRow(address);
-    if (row == mRows.end() || row->mIsEnd || row->mLine == 0 || row->mFile >= mFiles.size())
+    const bool isKnown = row != mRows.end() && !row->mIsEnd && row->mLine != 0 && row->mFile < mFiles.size();
+    return isKnown ? &*row : nullptr;
+}
+
+std::optional<SourceLine> LineTable::Find(uint64_t address) const
+{
+    const Row* row = FindLine(address);
+    if (row == nullptr)
         return std::nullopt;
-    return SourceLine{mFiles[row->mFile], static_cast<int32_t>(row->mLine)};
+    return SourceLine{mFiles[row->mFile].mPath, static_cast<int32_t>(row->mLine)};
+}
+
+SourceChecksum LineTable::FindChecksum(uint64_t address) const
+{
+    const Row* row = FindLine(address);
+    return row == nullptr ? SourceChecksum{} : mFiles[row->mFile].mChecksum;
 }
 
 std::optional<int32_t> LineTable::FindInFile(uint64_t address, uint64_t functionAddress, const std::string& path) const
@@ -52,7 +65,7 @@ std::optional<int32_t> LineTable::FindInFile(uint64_t address, uint64_t function
     // The row of the address itself counts even where it begins in front of the function.
     while (!row->mIsEnd)
     {
-        if (row->mLine != 0 && row->mFile < mFiles.size() && mFiles[row->mFile] == path)
+        if (row->mLine != 0 && row->mFile < mFiles.size() && mFiles[row->mFile].mPath == path)
             return static_cast<int32_t>(row->mLine);
         if (row == mRows.begin() || std::prev(row)->mAddress < functionAddress)
             break;

@@ -70,6 +70,19 @@ std::unique_ptr<File> TryOpen(const std::string& path, IsWanted&& isWanted, Util
     return nullptr;
 }
 
+/// Stores may keep a database packed, under a name that ends in "_" for the last letter.
+void ReportPacked(const std::vector<std::string>& paths, Utility::Result& problems)
+{
+    for (std::string path : paths)
+    {
+        path.back() = '_';
+        const auto context = problems.PushContext(path);
+        if (FileSystem::gFileExists(path))
+            problems.Fail(Serialization::InvalidBuffer,
+                "The database is packed into a cabinet file: unpack it there, for instance with cabextract");
+    }
+}
+
 ModuleSymbols::EOutcome ReportMissing(
     const Profiler::PDBKey& key, const Utility::Result& problems, const JobControl& control, Utility::Result& result)
 {
@@ -101,7 +114,9 @@ ModuleSymbols::EOutcome ModuleSymbols::OpenElf(
     const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result)
 {
     const auto isWanted = [&key](const ElfFile& file) {
-        return key.PDBAge == cBuildIDAge && gMakeBuildIDGuid(file.GetBuildID()) == key.PDBGUID;
+        Utility::Result ignored;
+        ImageIdentity identity;
+        return identity.Read(file.GetPath(), ignored) && identity.IsOf(key);
     };
     Utility::Result problems;
     std::unique_ptr<ElfFile> image;
@@ -130,7 +145,8 @@ ModuleSymbols::EOutcome ModuleSymbols::OpenPdb(
     };
     Utility::Result problems;
     std::unique_ptr<PdbReader> reader;
-    for (const std::string& path : ListPdbPaths(key, search))
+    const std::vector<std::string> paths = ListPdbPaths(key, search);
+    for (const std::string& path : paths)
     {
         if (reader == nullptr)
             reader = TryOpen<PdbReader>(path, isWanted, problems);
@@ -142,7 +158,10 @@ ModuleSymbols::EOutcome ModuleSymbols::OpenPdb(
             reader = TryOpen<PdbReader>(fetched, isWanted, problems);
     }
     if (reader == nullptr)
+    {
+        ReportPacked(paths, problems);
         return ReportMissing(key, problems, control, result);
+    }
     mReader = std::move(reader);
     FindPeImage(key, search);
     return EOutcome::Found;

@@ -135,6 +135,7 @@ bool PdbFile::ReadDebugInfo(Utility::Result& result)
 /// 64 bytes each: at 34 the stream, then the sizes; behind them two texts, then up to a multiple of four.
 bool PdbFile::ReadModules(const ByteRange& bytes, Utility::Result& result)
 {
+    std::vector<bool> isTaken(mContainer.GetNumStreams());
     for (uint64_t offset = 0; offset < bytes.GetSize();)
     {
         Module module;
@@ -147,7 +148,12 @@ bool PdbFile::ReadModules(const ByteRange& bytes, Utility::Result& result)
             return result.Fail(Serialization::CorruptData,
                 "Module %zu at offset %" PRIu64 " of the DBI stream is cut short", mModules.size(),
                 cHeaderSize + offset);
-        module.mStream = stream;
+        // Each has its own. A file whose modules all name one would be read again and again.
+        if (stream < isTaken.size() && !isTaken[stream])
+        {
+            isTaken[stream] = true;
+            module.mStream = stream;
+        }
         mModules.push_back(module);
         offset = (offset + 64 + name->size() + 1 + object->size() + 1 + 3) & ~uint64_t{3};
     }

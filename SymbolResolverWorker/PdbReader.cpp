@@ -103,7 +103,8 @@ private:
         }
     }
 
-    /// The part of files has at that place: offset of the path in the names, ...
+    /// The part of files has at that place: offset of the path in the names, size of a checksum (1 byte), its kind (1),
+    /// the checksum.
     uint32_t GetFile(uint32_t place)
     {
         const auto [entry, isNew] = mFileNumbers.try_emplace(place);
@@ -111,9 +112,20 @@ private:
         {
             uint32_t name = 0;
             const auto path = mFiles.Read(place, name) ? mNames.ReadText(name) : std::nullopt;
-            entry->second = mTable.AddFile(std::string{path.value_or("")});
+            entry->second = mTable.AddFile(std::string{path.value_or("")}, GetChecksum(place));
         }
         return entry->second;
+    }
+
+    SourceChecksum GetChecksum(uint32_t place) const
+    {
+        uint8_t size = 0;
+        uint8_t kind = 0;
+        const bool isRead = mFiles.Read(place + uint64_t{4}, size) && mFiles.Read(place + uint64_t{5}, kind);
+        const auto bytes = isRead ? mFiles.Slice(place + uint64_t{6}, size) : std::nullopt;
+        if (!bytes || kind > static_cast<uint8_t>(SourceChecksum::EKind::SHA256))
+            return {};
+        return {static_cast<SourceChecksum::EKind>(kind), {bytes->GetBytes().begin(), bytes->GetBytes().end()}};
     }
 
     const PdbFile& mFile;
@@ -161,6 +173,12 @@ std::optional<SourceLine> PdbReader::FindLine(uint64_t address)
 {
     const LineTable* table = FindTable(address);
     return table == nullptr ? std::nullopt : table->Find(address);
+}
+
+SourceChecksum PdbReader::FindChecksum(uint64_t address)
+{
+    const LineTable* table = FindTable(address);
+    return table == nullptr ? SourceChecksum{} : table->FindChecksum(address);
 }
 
 std::optional<int32_t> PdbReader::FindLineInFile(uint64_t address, uint64_t functionAddress, const std::string& path)

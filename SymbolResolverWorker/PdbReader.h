@@ -23,6 +23,7 @@ public:
     [[nodiscard]] bool ReadFunctions(
         std::vector<Profiler::Symbol>& functions, const JobControl& control, Utility::Result& result) override;
     std::optional<SourceLine> FindLine(uint64_t address) override;
+    SourceChecksum FindChecksum(uint64_t address) override;
     std::optional<int32_t> FindLineInFile(uint64_t address, uint64_t functionAddress, const std::string& path) override;
 
 private:

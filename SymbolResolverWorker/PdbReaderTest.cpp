@@ -192,6 +192,21 @@ TEST_F(PdbReaderTest, DamageIsNoticedOrHarmless)
     }
 }
 
+/// Otherwise a small file could have much read: each of its modules all of the others' symbols.
+TEST_F(PdbReaderTest, AStreamBelongsToOneModule)
+{
+    MsfBuilder shared = MsfBuilder::sRead(cSample);
+    // The modules stand behind the header of 64 bytes: 64 bytes each with the stream at 34, then two texts, padded.
+    std::string& modules = shared.mStreams[3];
+    const std::size_t textEnd = modules.find('\0', modules.find('\0', 128) + 1) + 1;
+    modules.replace(((textEnd + 3) & ~std::size_t{3}) + 34, 2, modules.substr(64 + 34, 2));
+    ASSERT_TRUE(Open(mFolder.Write("shared.pdb", shared.Build()))) << mResult.ToString();
+    ASSERT_EQ(mReader.GetFile().GetModules().size(), 2u);
+    EXPECT_NE(mReader.GetFile().GetModules()[0].mStream, MsfFile::cNoStream);
+    EXPECT_EQ(mReader.GetFile().GetModules()[1].mStream, MsfFile::cNoStream);
+    EXPECT_EQ(ReadFunctions(mReader).size(), 5u);
+}
+
 TEST_F(PdbReaderTest, AContainerThatLiesIsRefused)
 {
     const std::string whole = MsfBuilder::sRead(cSample).Build();

@@ -1,6 +1,7 @@
 #include "SymbolResolverWorker/ProcessGuard.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <mutex>
@@ -29,7 +30,9 @@ void EndWithParent(int)
 
 // What a signal handler reads: written while no signal is expected to come, and never freed.
 char sLogFilePath[4096];
-char sCurrentWork[1024];
+// The handler may run on another thread than the one that works: the text that it reads is not the one that is written.
+char sWorkTexts[2][1024];
+std::atomic<const char*> sCurrentWork = sWorkTexts[0];
 
 void WriteText(int file, const char* text)
 {
@@ -41,8 +44,8 @@ void WriteReport(int file, int signal)
 {
     const char digits[] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), 0};
     WriteText(file, "The symbol worker crashed with signal ");
-    WriteText(file, digits);
-    WriteText(file, sCurrentWork);
+    WriteText(file, signal < 10 ? digits + 1 : digits);
+    WriteText(file, sCurrentWork.load());
     WriteText(file, "\n");
 }
 
@@ -115,7 +118,9 @@ void gReportCrashes(const std::string& logFilePath)
 
 void gSetCurrentWork(const std::string& text)
 {
-    CopyText(sCurrentWork, sizeof(sCurrentWork), text.empty() ? text : " while " + text);
+    char* const other = sWorkTexts[sCurrentWork.load() == sWorkTexts[0] ? 1 : 0];
+    CopyText(other, sizeof(sWorkTexts[0]), text.empty() ? text : " while " + text);
+    sCurrentWork = other;
 }
 
 void gEndProcess(int exitCode)

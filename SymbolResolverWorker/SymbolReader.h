@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ProfilerLib/symbols/SymbolModule.h"
+#include "SymbolResolverWorker/SourceChecksum.h"
 
 namespace Utility
 {
@@ -42,6 +43,9 @@ public:
 
     /// None where no line is known.
     virtual std::optional<SourceLine> FindLine(uint64_t address) = 0;
+
+    /// What the compiler noted of the file of that line.
+    virtual SourceChecksum FindChecksum(uint64_t address) = 0;
 
     /// The line of `address` in the file `path`: where code of another file was inlined, the last line of this one in
     /// front of it, but none before `functionAddress`.

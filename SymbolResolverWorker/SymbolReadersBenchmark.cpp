@@ -101,11 +101,29 @@ void CompareConversion(benchmark::State& state, const std::string& image, const 
     state.counters["ratio"] = theirs / ours;
 }
 
-const std::string cThisProgram = std::filesystem::read_symlink("/proc/self/exe").string();
+/// A library of a hundred thousand functions with names as C++ programs have them.
+bool MakeImage(const Scratch& folder)
+{
+    std::string source = ".text\n";
+    for (int i = 0; i < 100000; ++i)
+    {
+        const std::string name = Utility::gFormat("_ZN9Namespace5Class14Function%06dERKSt6vectorIiSaIiEEi", i);
+        source +=
+            ".globl " + name + "\n.type " + name + ", @function\n.size " + name + ", 16\n" + name + ": ret\n.skip 15\n";
+    }
+    FileSystem::FileError error;
+    return FileSystem::gReplaceFile(folder / "big.s", std::as_bytes(std::span{source}), error) &&
+           std::system(
+               ("g++ -shared -nostdlib -Wl,--build-id " + folder / "big.s" + " -o " + folder / "big.so").c_str()) == 0;
+}
 
 void ConvertElf(benchmark::State& state)
 {
-    CompareConversion(state, cThisProgram, "readelf -sW " + cThisProgram + " > /dev/null");
+    const Scratch folder;
+    if (!MakeImage(folder))
+        return state.SkipWithError("g++ is needed");
+    const std::string image = folder / "big.so";
+    CompareConversion(state, image, "readelf -sW " + image + " > /dev/null");
 }
 BENCHMARK(ConvertElf)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -150,21 +168,21 @@ double ConvertByPool(uint32_t numWorkers, const Profiler::PDBKey& key, const Scr
     });
 }
 
-/// Sixteen conversions with one worker and with two, the start of their processes included. `ratio` is the former
+/// Eight conversions with one worker and with two, the start of their processes included. `ratio` is the former
 /// through the latter.
 void TwoWorkers(benchmark::State& state)
 {
     const Scratch folder;
     Utility::Result result;
     Symbols::ImageIdentity identity;
-    if (!identity.Read(cThisProgram, result))
-        return state.SkipWithError(result.ToString().c_str());
+    if (!MakeImage(folder) || !identity.Read(folder / "big.so", result))
+        return state.SkipWithError("g++ is needed");
     double one = 0;
     double two = 0;
     for (auto _ : state)
     {
-        one += ConvertByPool(1, identity.mKey, folder, 16);
-        two += ConvertByPool(2, identity.mKey, folder, 16);
+        one += ConvertByPool(1, identity.mKey, folder, 8);
+        two += ConvertByPool(2, identity.mKey, folder, 8);
     }
     state.counters["ratio"] = one / two;
 }

@@ -2,6 +2,7 @@
 
 #include "ProfilerLib/settings/SymbolSettings.h"
 #include "ProfilerLib/symbols/PDBKey.h"
+#include "ProfilerLib/symbols/SymbolCachePath.h"
 #include "SymbolResolverWorker/DebugFileFinder.h"
 #include "SymbolResolverWorker/Debuginfod.h"
 #include "SymbolResolverWorker/ElfFile.h"
@@ -47,6 +48,12 @@ std::string gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServe
     {
         const std::string cached =
             FileSystem::gCombinePath(server.IsOnNetwork() ? server.mCacheDirectory : server.mLocation, place);
+        if (server.IsOnNetwork() &&
+            !Profiler::gIsInsideSymbolCache(cached.substr(0, cached.size() - place.size() - 1), cached))
+        {
+            Utility::gTrace("%s leads out of the symbol cache, and is not used", cached.c_str());
+            continue;
+        }
         if (FileSystem::gFileExists(cached))
             return cached;
         if (!server.IsOnNetwork())

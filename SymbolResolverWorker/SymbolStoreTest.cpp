@@ -88,6 +88,29 @@ TEST_F(SymbolStoreTest, ADatabaseIsFetchedOnceAndThenKept)
     EXPECT_EQ(symbols.GetImage(), nullptr);
 }
 
+TEST_F(SymbolStoreTest, NothingIsFetchedThroughALinkInTheCache)
+{
+    TemporaryFolder outside;
+    std::filesystem::create_directory(mFolder / "cache");
+    std::filesystem::create_directory_symlink(outside.GetPath(), mFolder / "cache/sample.pdb");
+    const HttpServer server{{{"/store/" + gMakeStorePath(mKey), "a database"}}};
+    EXPECT_EQ(gFetchPdb(mKey, At(server.GetURL() + "/store"), mControl), "");
+    EXPECT_EQ(server.GetNumRequests(), 0);
+    EXPECT_THAT(outside.List(), IsEmpty());
+}
+
+TEST_F(SymbolStoreTest, OfAPackedDatabaseIsSaidWhatToDo)
+{
+    mKey.ModulePath = "/nowhere/sample.exe";
+    const SymbolSearch search{{mFolder.GetPath()}, {}};
+    mFolder.Write(std::filesystem::path{gMakeStorePath(mKey)}.parent_path().string() + "/sample.pd_", "MSCF");
+    ModuleSymbols symbols;
+    Utility::Result result;
+    // It may be unpacked by the next time, so this is no answer to be kept.
+    EXPECT_EQ(symbols.Open(mKey, search, mControl, result), ModuleSymbols::EOutcome::Unreadable);
+    EXPECT_THAT(result.ToString(), ::testing::ContainsRegex("sample.pd_.*The database is packed into a cabinet file"));
+}
+
 TEST_F(SymbolStoreTest, ADebugFileIsFetchedByItsBuildID)
 {
     const std::string path = Compile("app.cpp", "extern \"C\" int Start()\n{\n    return 1;\n}\n",

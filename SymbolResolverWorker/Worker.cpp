@@ -8,8 +8,6 @@
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/RemoteMessage.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
-#include "Serialization/RTTI/Image.h"
-#include "Serialization/Schema.h"
 #include "SymbolResolverWorker/JobExecutor.h"
 #include "SymbolResolverWorker/ProcessGuard.h"
 #include "System/ThreadName.h"
@@ -45,13 +43,7 @@ const PDBKey& GetKey(const RemoteJobBase& job)
 
 Worker::Worker(const JobLimits& limits) : mLimits{limits}
 {
-    {
-        const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(mRegistry);
-        Profiler::gRegisterSymbolTypes(mRegistry);
-        Serialization::gRegisterTypes(mRegistry);
-    }
-    mRegistry.Finalize();
+    Profiler::gReadySymbolRegistry(mRegistry);
 }
 
 Worker::~Worker()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -20,6 +21,10 @@ struct WorkerOptions
     std::string mDataDirectory;
     std::string mLogFilePath; ///< empty for none
     bool mReportsCrashes = true;
+    std::chrono::milliseconds mJobTime{0}; ///< for any job; 0 for what is usual
+
+    /// What to tell a person who starts it.
+    static const char* const cUsage;
 
     /// False with the reason for what is unknown, incomplete, or no number where one belongs. Address and port must be
     /// there.

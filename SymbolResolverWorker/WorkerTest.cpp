@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -15,9 +17,8 @@
 #include "ProfilerLib/symbols/RemoteMessage.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
-#include "Serialization/RTTI/Image.h"
+#include "ProfilerLib/symbols/SymbolResolver.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "SymbolResolverWorker/ImageIdentity.h"
 #include "System/Mutex.h"
 #include "System/Process.h"
@@ -30,24 +31,26 @@ namespace
 {
 
 using namespace Profiler;
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Pair;
 
 const std::string cWorker = SYMBOL_WORKER;
 const std::string cThisProgram = std::filesystem::read_symlink("/proc/self/exe").string();
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool cHasSanitizer = true;
+#else
+constexpr bool cHasSanitizer = false;
+#endif
 
 class WorkerTest : public testing::Test
 {
 protected:
     WorkerTest()
     {
-        {
-            const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(mRegistry);
-            gRegisterSymbolTypes(mRegistry);
-            Serialization::gRegisterTypes(mRegistry);
-        }
-        mRegistry.Finalize();
+        gReadySymbolRegistry(mRegistry);
         for (const auto id : {ERemoteMessage::JobCompleted, ERemoteMessage::Progress, ERemoteMessage::ConvertResult,
                  ERemoteMessage::FunctionResult, ERemoteMessage::LineResult, ERemoteMessage::Pong})
             mSubscriptions.push_back(mServer.Subscribe(
@@ -122,6 +125,38 @@ protected:
             std::system(("g++ -shared -nostdlib -Wl,--build-id " + source + " -o " + (mFolder / "large.so")).c_str()),
             0);
         return mFolder / "large.so";
+    }
+
+    /// A library with a function whose readable name doubles with each of 60 parameters: it takes years to write.
+    std::string MakeEndlessImage()
+    {
+        std::string name = "_Z1f1PIiiE";
+        std::string previous = "S0_";
+        for (int i = 0; i < 60; ++i)
+        {
+            name += "S_I" + previous + previous + "E";
+            previous =
+                std::string{"S"} + (i + 1 < 36 ? "" : "1") + "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[(i + 1) % 36] + "_";
+        }
+        const std::string source =
+            mFolder.Write("endless.s", ".text\n.globl " + name + "\n.type " + name + ", @function\n" + name +
+                                           ": .byte 0\n.size " + name + ", 1\n");
+        EXPECT_EQ(
+            std::system(("g++ -shared -nostdlib -Wl,--build-id " + source + " -o " + (mFolder / "endless.so")).c_str()),
+            0);
+        return mFolder / "endless.so";
+    }
+
+    /// The text comes on a thread of its own; what is not to come is given no time.
+    bool WaitForOutput(const std::string& text, bool isAwaited)
+    {
+        const auto isThere = [&] {
+            return mOutput.find(text) != std::string::npos;
+        };
+        if (isAwaited)
+            return WaitFor(isThere);
+        const System::MutexLock lock{mLock};
+        return isThere();
     }
 
     TemporaryFolder mFolder;
@@ -279,6 +314,8 @@ TEST_F(WorkerTest, EndsWithTheProcessThatStartedIt)
 
 TEST_F(WorkerTest, RunningOutOfMemoryIsAnsweredFor)
 {
+    if (cHasSanitizer)
+        GTEST_SKIP() << "a sanitizer reserves more";
     Start("/usr/bin/prlimit", "--as=250000000 " + cWorker + " ");
     // A symbol table that is nothing but names takes more than that: written by the test, so that it is the same
     // everywhere.
@@ -290,16 +327,122 @@ TEST_F(WorkerTest, RunningOutOfMemoryIsAnsweredFor)
     EXPECT_THAT(mOutput, HasSubstr("more memory than a worker may have"));
 }
 
-TEST_F(WorkerTest, WrongUsageIsRefused)
+TEST_F(WorkerTest, HasNoMoreAddressSpaceThanItNeeds)
 {
-    for (const char* arguments : {"", "--serverPort 1", "--serverAddress 127.0.0.1 --serverPort 0",
-             "--serverAddress 127.0.0.1 --serverPort x", "--unknown 1", "--serverAddress"})
+    if (cHasSanitizer)
+        GTEST_SKIP() << "a sanitizer reserves more";
+    Start();
+    std::ifstream file{Utility::gFormat("/proc/%u/limits", mProcess.GetProcessID())};
+    const std::string limits{std::istreambuf_iterator<char>{file}, {}};
+    EXPECT_THAT(limits, ContainsRegex("Max address space +4294967296 +4294967296 +bytes"));
+    EXPECT_THAT(limits, ContainsRegex("Max core file size +0 +0 +bytes"));
+}
+
+TEST_F(WorkerTest, AJobThatHangsIsAnsweredForAndEndsTheProcess)
+{
+    Start(cWorker, "--jobTime 50 ");
+    ConvertPDBJob job = MakeConvertJob(MakeEndlessImage(), 9);
+    Send(ERemoteMessage::RunJob, job);
+    ASSERT_TRUE(WaitForCompleted(1));
+    EXPECT_EQ(mConverted.at(0).Result, ConvertPDBResult::EResult::DIAError);
+    EXPECT_EQ(mCompleted[0].JobHandle, 9);
+    EXPECT_FALSE(mCompleted[0].Canceled);
+    EXPECT_EQ(WaitForExit(), 0u);
+    EXPECT_THAT(mOutput, HasSubstr("The job took too long: the worker ends while working on "));
+    EXPECT_FALSE(FileSystem::gFileExists(job.CacheFilePath));
+}
+
+TEST_F(WorkerTest, AHungJobThatIsCancelledEndsTheProcess)
+{
+    Start(cWorker, "--jobTime 600000 ");
+    ConvertPDBJob job = MakeConvertJob(MakeEndlessImage(), 3);
+    Send(ERemoteMessage::RunJob, job);
+    ASSERT_TRUE(WaitFor([&] { return std::ranges::count(mOrder, ERemoteMessage::Progress) == 1; }));
+    CancelRemoteJob cancel{3};
+    Send(ERemoteMessage::CancelJob, cancel);
+    ASSERT_TRUE(WaitForCompleted(1));
+    EXPECT_TRUE(mCompleted[0].Canceled);
+    EXPECT_EQ(WaitForExit(), 0u);
+    EXPECT_THAT(mOutput, HasSubstr("The job was cancelled and did not end"));
+}
+
+/// The first process gets little time, the next one what is usual.
+TEST_F(WorkerTest, ThePoolTellsTheWaiterOfAHungJobAndGoesOn)
+{
+    const std::string script = mFolder.Write("worker", Utility::gFormat("#!/bin/sh\n"
+                                                                        "[ -e \"$0.started\" ] && exec '%s' \"$@\"\n"
+                                                                        "touch \"$0.started\"\n"
+                                                                        "exec '%s' --jobTime 50 \"$@\"\n",
+                                                           cWorker.c_str(), cWorker.c_str()));
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    const PDBKey hung = MakeConvertJob(MakeEndlessImage(), 1).Key;
+    const PDBKey good = MakeConvertJob(cThisProgram, 2).Key;
+    std::vector<std::pair<PDBKey, ConvertPDBResult::EResult>> results;
+    SymbolResolver pool{1, "", script, mRegistry};
+    pool.SetConvertCallbacks({}, [&](const PDBKey& key, std::unique_ptr<SymbolModule>,
+                                     ConvertPDBResult::EResult result) { results.emplace_back(key, result); });
+    std::vector<uint32_t> jobs;
+    for (const PDBKey& key : {hung, good})
+        jobs.push_back(pool.SubmitConvertPDB(
+            key, 0, mFolder / ("cache/" + std::to_string(jobs.size()) + ".symcache"), "", "", {}, {}));
+    pool.CancelAndWait(jobs, false);
+    EXPECT_THAT(results,
+        ElementsAre(Pair(hung, ConvertPDBResult::EResult::DIAError), Pair(good, ConvertPDBResult::EResult::Success)));
+}
+
+TEST_F(WorkerTest, ACrashIsReported)
+{
+    const struct
     {
-        System::Process process;
+        const char* mOptions;
+        bool mIsReported;
+    } cRows[] = {{"", true}, {" --noCrashReports", false}};
+    for (const auto& row : cRows)
+    {
+        // A sanitizer has a report of its own.
+        if (cHasSanitizer && !row.mIsReported)
+            continue;
+        mFolder.Write("log", "a log\n");
+        mOutput.clear();
+        mOrder.clear();
+        Start(cWorker, "", row.mOptions);
+        ConvertPDBJob job = MakeConvertJob(MakeEndlessImage(), 4);
+        Send(ERemoteMessage::RunJob, job);
+        ASSERT_TRUE(WaitFor([&] { return !mOrder.empty(); }));
+        ASSERT_EQ(kill(static_cast<pid_t>(mProcess.GetProcessID()), SIGBUS), 0);
+        EXPECT_EQ(WaitForExit(), 128u + SIGBUS);
+        mServer.Stop();
+        const std::string report = Utility::gFormat(
+            "The symbol worker crashed with signal %d while working on %s\n", SIGBUS, job.Key.ModulePath.c_str());
+        EXPECT_EQ(mFolder.Read("log"), "a log\n" + (row.mIsReported ? report : ""));
+        EXPECT_EQ(WaitForOutput(report, row.mIsReported), row.mIsReported) << mOutput;
+    }
+}
+
+TEST_F(WorkerTest, WrongUsageIsExplained)
+{
+    const struct
+    {
+        const char* mArguments;
+        uint32_t mExitCode;
+        const char* mReason;
+    } cRows[] = {{"", 2, "SymbolResolverWorker: --serverAddress and --serverPort are needed\n"},
+        {"--serverPort 1", 2, "are needed"}, {"--serverAddress 127.0.0.1 --serverPort 0", 2, "\"0\" is no port"},
+        {"--serverAddress 127.0.0.1 --serverPort 65536", 2, "\"65536\" is no port"},
+        {"--serverAddress 127.0.0.1 --serverPort 1x", 2, "\"1x\" is no port"},
+        {"--jobTime soon", 2, "\"soon\" is no number of milliseconds"},
+        {"--unknown 1", 2, "\"--unknown\" is no option"}, {"--serverAddress", 2, "--serverAddress needs a value"},
+        {"--help", 0, ""}};
+    for (const auto& row : cRows)
+    {
         uint32_t exitCode = 0;
-        ASSERT_TRUE(process.Start(cWorker, arguments, true, true, ""));
-        process.WaitForExit(exitCode);
-        EXPECT_EQ(exitCode, 2u) << arguments;
+        std::string message;
+        std::string output;
+        System::Process::Run(cWorker, row.mArguments, true, "", message, exitCode,
+            [&output](const std::string& line) { output += line; });
+        EXPECT_EQ(exitCode, row.mExitCode) << row.mArguments;
+        EXPECT_THAT(output, HasSubstr(row.mReason)) << row.mArguments;
+        EXPECT_THAT(output, HasSubstr("\nUsage: SymbolResolverWorker --serverAddress ADDRESS")) << row.mArguments;
     }
 }
 

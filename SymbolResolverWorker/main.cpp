@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <new>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "SymbolResolverWorker/ProcessGuard.h"
@@ -40,15 +42,26 @@ int main(int argc, char** argv)
 
     Symbols::WorkerOptions options;
     Utility::Result result;
-    if (!options.Parse(std::span<const char* const>{argv, static_cast<std::size_t>(argc)}.subspan(1), result))
+    const auto arguments = std::span<const char* const>{argv, static_cast<std::size_t>(argc)}.subspan(1);
+    if (arguments.size() == 1 && std::string_view{arguments[0]} == "--help")
     {
-        std::fprintf(stderr, "SymbolResolverWorker: %s\n", result.ToString().c_str());
+        std::fputs(Symbols::WorkerOptions::cUsage, stdout);
+        return 0;
+    }
+    if (!options.Parse(arguments, result))
+    {
+        std::fprintf(stderr, "SymbolResolverWorker: %s\n\n%s", result.GetEntries().back().mMessage.c_str(),
+            Symbols::WorkerOptions::cUsage);
         return 2;
     }
     if (options.mReportsCrashes)
         Symbols::gReportCrashes(options.mLogFilePath);
 
-    Symbols::Worker worker;
+    Symbols::JobLimits limits;
+    if (options.mJobTime.count() > 0)
+        limits = {options.mJobTime, options.mJobTime,
+            std::min<Symbols::JobControl::Clock::duration>(options.mJobTime, limits.mGrace)};
+    Symbols::Worker worker{limits};
     sWorker = &worker;
     sReserve = std::make_unique<std::vector<char>>(1 << 20);
     std::set_new_handler(&GiveUpForMemory);

@@ -4,16 +4,26 @@
 
 namespace System
 {
-/// Asks the processor to fetch an object that this thread is about to change, and goes on without it. Null is allowed.
-/// Both compilers of this project have the builtin; where one has not, doing nothing is as right.
+/// Asks the processor to fetch the lines of the cache that hold some bytes, and goes on without them. The bytes need
+/// not be there, and null is allowed. Both compilers of this project have the builtin; where one has not, doing nothing
+/// is as right.
+template <bool forWriting>
+inline void gPrefetchBytes(const void* bytes, std::size_t size)
+{
+    constexpr std::size_t lineSize = 64;
+    for (std::size_t offset = 0; offset < size; offset += lineSize)
+    {
+        const char* const line = static_cast<const char*>(bytes) + offset;
+        __builtin_prefetch(line, forWriting ? 1 : 0);
+        // Or the compiler takes this for a function without effects, and drops its calls.
+        asm volatile("" : : "r"(line));
+    }
+}
+
+/// An object that this thread is about to change.
 template <typename T>
 void gPrefetch(const T* object)
 {
-    constexpr size_t line = 64;
-    constexpr int forWriting = 1;
-    for (size_t offset = 0; offset < sizeof(T); offset += line)
-    {
-        __builtin_prefetch(reinterpret_cast<const char*>(object) + offset, forWriting);
-    }
+    gPrefetchBytes<true>(object, sizeof(T));
 }
 }

@@ -139,7 +139,7 @@ bool Process::Start(const std::string& path, const std::string& arguments, bool 
     EndOutput();
     Utility::gTrace("Starting process '%s %s'...", path.c_str(), arguments.c_str());
     mDebugProcessID = sNextDebugProcessID++;
-    if (path.size() + arguments.size() + sizeof("\"\" ") > sLongestCommandLine)
+    if (path.size() + arguments.size() + sizeof("\"\" ") >= sLongestCommandLine)
     {
         Utility::gTrace("Failed to start with error %d, debug process ID = %u", E2BIG, mDebugProcessID);
         return false;

@@ -123,7 +123,7 @@ TEST(Process, FailedStartLeavesNothing)
         {"a folder", folder.GetPath(), "", ""},
         {"no such working directory", "/bin/true", "", "/no/such/folder"},
         {"a zero byte in the path", std::string("/bin/true\0x", 11), "", ""},
-        {"too long a command line", "/bin/true", std::string(32760, 'x'), ""},
+        {"too long a command line", "/bin/true", std::string(32768 - 4 - 9, 'x'), ""},
     };
     Process process;
     for (const auto& row : rows)
@@ -135,7 +135,7 @@ TEST(Process, FailedStartLeavesNothing)
     EXPECT_EQ(process.WaitForExit(exitCode), NotExited);
     EXPECT_EQ(gCountThreads(), threads);
     EXPECT_FALSE(gHasChildren());
-    EXPECT_TRUE(process.Start("/bin/true", "", false, true, ""));
+    EXPECT_TRUE(process.Start("/bin/true", std::string(32767 - 4 - 9, 'x'), false, true, ""));
     EXPECT_EQ(process.WaitForExit(exitCode), ExitedWithZero);
 }
 

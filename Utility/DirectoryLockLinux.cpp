@@ -29,7 +29,7 @@ DirectoryLock::~DirectoryLock()
     Release();
 }
 
-DirectoryLock::EOutcome DirectoryLock::TryAcquire(const std::string& path)
+DirectoryLock::EOutcome DirectoryLock::TryAcquire(const std::string& path, EMode mode)
 {
     Release();
     const std::string native = gGetNativePath(path);
@@ -41,7 +41,7 @@ DirectoryLock::EOutcome DirectoryLock::TryAcquire(const std::string& path)
     int result = 0;
     do
     {
-        result = flock(mDescriptor, LOCK_EX | LOCK_NB);
+        result = flock(mDescriptor, (mode == EMode::Alone ? LOCK_EX : LOCK_SH) | LOCK_NB);
     } while (result < 0 && errno == EINTR);
     if (result == 0 && IsStillThere(mDescriptor, native))
     {

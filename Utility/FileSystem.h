@@ -33,6 +33,10 @@ bool gDeleteDirectoryTree(const std::string& path);
 /// Of a regular file; false for everything else.
 [[nodiscard]] bool gGetFileSize(const std::string& path, std::uint64_t& size);
 
+/// When the content, name or place of a file last changed, in nanoseconds since 1970. Unlike the time of its last
+/// write, which comes along with a copy, nobody can set it. False when it does not exist.
+[[nodiscard]] bool gGetChangeTime(const std::string& path, std::int64_t& time);
+
 /// The whole content of a regular file, also of one that has no size until it is read, as in /proc. False, with `bytes`
 /// empty, when it cannot be opened or read; anything but a regular file is refused, so that a pipe cannot hang the
 /// caller. A file that shrinks meanwhile gives what there was.

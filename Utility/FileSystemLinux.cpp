@@ -174,6 +174,17 @@ bool gGetFileSize(const std::string& path, std::uint64_t& size)
     return true;
 }
 
+bool gGetChangeTime(const std::string& path, std::int64_t& time)
+{
+    struct stat status;
+    if (stat(gGetNativePath(path).c_str(), &status) < 0)
+    {
+        return false;
+    }
+    time = std::int64_t{status.st_ctim.tv_sec} * 1000000000 + status.st_ctim.tv_nsec;
+    return true;
+}
+
 bool gListFiles(
     const std::string& directory, const std::string& extension, std::vector<std::string>& files, bool recursive)
 {

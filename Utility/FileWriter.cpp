@@ -79,6 +79,21 @@ std::string FollowLink(std::string path)
     return path;
 }
 
+bool SyncFile(const std::string& path, FileError& error)
+{
+    FileHandle file;
+    if (!OpenFile(path, EOpenMode::Read, file, error))
+    {
+        return false;
+    }
+    if (const int result = gGetFileCalls().Sync(file.Get()); result < 0)
+    {
+        return Report(error, EFileOperation::Sync, -result, path);
+    }
+    const int result = gGetFileCalls().Close(file.Release());
+    return result >= 0 || Report(error, EFileOperation::Close, -result, path);
+}
+
 /// Of a name that is cut, so that the addition cannot make it longer than a file name may be.
 constexpr std::size_t gLongestKeptName = 200;
 constexpr std::size_t gNumTemporaryDigits = 16;
@@ -163,14 +178,15 @@ bool AtomicFileWriter::Write(std::span<const std::byte> bytes, FileError& error)
     return true;
 }
 
-bool AtomicFileWriter::Commit(FileError& error)
+bool AtomicFileWriter::Commit(FileError& error, EDurability durability)
 {
     if (!mFile.IsOpen())
     {
         return Fail(EFileOperation::Write, static_cast<int>(std::errc::bad_file_descriptor), error);
     }
     auto& calls = gGetFileCalls();
-    if (const int result = calls.Sync(mFile.Get()); result < 0)
+    const bool isAtOnce = durability == EDurability::AtOnce;
+    if (const int result = isAtOnce ? calls.Sync(mFile.Get()) : 0; result < 0)
     {
         return Fail(EFileOperation::Sync, -result, error);
     }
@@ -183,7 +199,7 @@ bool AtomicFileWriter::Commit(FileError& error)
         return Fail(EFileOperation::Rename, -result, error);
     }
     mTemporaryPath.clear();
-    if (const int result = calls.SyncDirectory(GetFolder(mPath).c_str()); result < 0)
+    if (const int result = isAtOnce ? calls.SyncDirectory(GetFolder(mPath).c_str()) : 0; result < 0)
     {
         return Fail(EFileOperation::SyncDirectory, -result, error);
     }
@@ -211,10 +227,10 @@ bool AtomicFileWriter::Fail(EFileOperation operation, int number, FileError& err
     return false;
 }
 
-bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error)
+bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error, EDurability durability)
 {
     AtomicFileWriter writer;
-    return writer.Open(path, error) && writer.Write(bytes, error) && writer.Commit(error);
+    return writer.Open(path, error) && writer.Write(bytes, error) && writer.Commit(error, durability);
 }
 
 bool AppendFile::Open(const std::string& path, FileError& error)
@@ -340,5 +356,25 @@ bool gSyncDirectory(const std::string& path, FileError& error)
 {
     const int result = gGetFileCalls().SyncDirectory(gGetNativePath(path).c_str());
     return result >= 0 || Report(error, EFileOperation::SyncDirectory, -result, path);
+}
+
+bool gSyncTree(const std::string& path, FileError& error)
+{
+    std::error_code failure;
+    std::filesystem::directory_iterator entries{gGetNativePath(path), failure};
+    const std::filesystem::directory_iterator end;
+    for (; !failure && entries != end; entries.increment(failure))
+    {
+        const std::string entry = entries->path().string();
+        const std::filesystem::file_type type = entries->symlink_status(failure).type();
+        const bool isDone = type == std::filesystem::file_type::regular     ? SyncFile(entry, error)
+                            : type == std::filesystem::file_type::directory ? gSyncTree(entry, error)
+                                                                            : true;
+        if (!isDone)
+        {
+            return false;
+        }
+    }
+    return failure ? Report(error, EFileOperation::SyncDirectory, failure.value(), path) : gSyncDirectory(path, error);
 }
 }

@@ -36,6 +36,15 @@ private:
     int mDescriptor = -1;
 };
 
+/// When a new file is on the disk.
+enum class EDurability : std::uint8_t
+{
+    /// When the operation has ended.
+    AtOnce,
+    /// After gSyncTree: for the files of a folder that nobody uses before that, which are then waited for together.
+    WithFolder,
+};
+
 /// Writes a file so that a reader, and a machine that comes up after a crash, sees the old content or all of the new,
 /// never a part: a temporary file in the same folder, flushed to the disk, takes the name of the target at the end.
 /// Without Commit, and after any failure before the renaming, nothing remains of it and the target is as it was. A
@@ -54,7 +63,7 @@ public:
     [[nodiscard]] bool Write(std::span<const std::byte> bytes, FileError& error);
     /// Puts the file in its place. An error with the operation SyncDirectory means that the new file is there but might
     /// not survive a crash of the machine.
-    [[nodiscard]] bool Commit(FileError& error);
+    [[nodiscard]] bool Commit(FileError& error, EDurability durability = EDurability::AtOnce);
     /// Gives the file up.
     void Discard();
 
@@ -75,7 +84,8 @@ std::string gMakeTemporaryPath(const std::string& path);
 std::string_view gStripTemporaryName(std::string_view name);
 
 /// AtomicFileWriter in one call.
-[[nodiscard]] bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error);
+[[nodiscard]] bool gReplaceFile(const std::string& path, std::span<const std::byte> bytes, FileError& error,
+    EDurability durability = EDurability::AtOnce);
 
 /// A file that grows at its end while others read it. Nothing is certain to be on the disk before Sync has returned
 /// true. When a Sync fails, the system may have dropped what was written since the last good one, so every further Sync
@@ -135,4 +145,7 @@ private:
 
 /// Makes the entries of a folder durable: what was created, renamed or removed in it.
 [[nodiscard]] bool gSyncDirectory(const std::string& path, FileError& error);
+
+/// Makes a folder durable with all files and folders in it. Links are not followed.
+[[nodiscard]] bool gSyncTree(const std::string& path, FileError& error);
 }

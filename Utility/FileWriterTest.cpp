@@ -13,6 +13,7 @@ namespace
 {
 using namespace FileSystem;
 using Internal::FailingFileCalls;
+using Internal::FileCalls;
 using Internal::ScopedFileCalls;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -60,6 +61,61 @@ TEST_F(FileWriterTest, ReplacedFileIsOldOrNewWhicheverOperationFails)
             EXPECT_EQ(mFolder.Read("settings.json"), isNew ? "the new content" : "the old content");
             EXPECT_THAT(mFolder.List(), ElementsAre("settings.json"));
         }
+    }
+}
+
+TEST(FileWriter, FilesThatWaitForTheirFolderAreWaitedForWithIt)
+{
+    // What was waited for, by the names of files: the system knows no more of an open one than that.
+    class NotedSyncs final : public FileCalls
+    {
+    public:
+        int Sync(int file) override
+        {
+            mNames.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).filename());
+            return 0;
+        }
+        int SyncDirectory(const char* path) override
+        {
+            mNames.push_back(std::filesystem::path(path).filename());
+            return 0;
+        }
+        std::vector<std::string> mNames;
+    };
+
+    TemporaryFolder folder;
+    NotedSyncs calls;
+    const ScopedFileCalls scope{calls};
+    FileError error;
+    std::filesystem::create_directories(folder / "tree/inner");
+    std::filesystem::create_symlink(folder / "tree", folder / "tree/link");
+    for (const char* name : {"tree/a", "tree/inner/b"})
+    {
+        ASSERT_TRUE(gReplaceFile(folder / name, AsBytes("text"), error, EDurability::WithFolder));
+    }
+    EXPECT_TRUE(calls.mNames.empty());
+    ASSERT_TRUE(gSyncTree(folder / "tree", error));
+    EXPECT_THAT(calls.mNames, ::testing::UnorderedElementsAre("a", "b", "inner", "tree"));
+    EXPECT_EQ(calls.mNames.back(), "tree");
+    EXPECT_FALSE(gSyncTree(folder / "missing", error));
+    EXPECT_THAT(error.ToString(), HasSubstr("missing: No such file"));
+}
+
+TEST_F(FileWriterTest, TreeIsNotDurableWhicheverOperationFails)
+{
+    mFolder.Write("a", "text");
+    std::filesystem::create_directory(mFolder / "inner");
+    mFolder.Write("inner/b", "text");
+    mCalls.Heal();
+    ASSERT_TRUE(gSyncTree(mFolder.GetPath(), mError));
+    const int operations = mCalls.GetCount();
+    ASSERT_GE(operations, 6);
+    for (int operation = 0; operation < operations; ++operation)
+    {
+        mCalls.FailAt(operation, gNoSpace, false);
+        EXPECT_FALSE(gSyncTree(mFolder.GetPath(), mError)) << operation;
+        EXPECT_EQ(mError.mNumber, gNoSpace);
+        EXPECT_EQ(mCalls.GetNumOpen(), 0);
     }
 }
 

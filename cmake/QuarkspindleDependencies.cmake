@@ -24,6 +24,7 @@ pkg_check_modules(libelf REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(libdw REQUIRED IMPORTED_TARGET libdw)
 pkg_check_modules(libdebuginfod REQUIRED IMPORTED_TARGET libdebuginfod)
 pkg_check_modules(capstone REQUIRED IMPORTED_TARGET capstone)
+pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 find_package(CURL REQUIRED)
 
 # RapidJSON's package names its include directory only; as a system directory it keeps its warnings to itself.

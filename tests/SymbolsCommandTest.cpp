@@ -57,6 +57,26 @@ TEST_F(SymbolsCommandTest, AddressesGetFunctionOffsetAndLine)
                              "0x1085  Outer::Box::Open+0x5  /sample/sample.cpp:18\n"
                              "0xffff  ??\n");
     EXPECT_EQ(result.Errors, "");
+
+    const ProgramResult again = Run({cImage, "0xffff", "1085", "0x140001041", "--verbose"});
+    EXPECT_EQ(again.Output, "0xffff  ??\n"
+                            "0x1085  Outer::Box::Open+0x5  /sample/sample.cpp:18\n"
+                            "0x140001041  start+0x31  /sample/sample.cpp:38\n");
+    EXPECT_THAT(again.Errors, Not(HasSubstr("[Worker"))) << "no worker is started for what was asked before";
+    EXPECT_THAT(again.Errors, HasSubstr("All lines are in"));
+}
+
+TEST_F(SymbolsCommandTest, OneWorkerServesTheSymbolsAndLinesOfOneCall)
+{
+    std::vector<std::string> arguments{cImage, "--verbose"};
+    for (int i = 0; i < 64; ++i)
+        arguments.push_back("0x14000" + std::to_string(1010 + i));
+    const ProgramResult result = Run(arguments);
+    ASSERT_EQ(result.ExitCode, 0) << result.Errors;
+    std::size_t starts = 0;
+    for (std::size_t at = 0; (at = result.Errors.find("Process started", at)) != std::string::npos; ++at)
+        ++starts;
+    EXPECT_EQ(starts, 1u) << result.Errors;
 }
 
 TEST_F(SymbolsCommandTest, AFunctionIsShownByItsInstructions)

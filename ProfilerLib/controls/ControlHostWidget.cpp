@@ -217,8 +217,9 @@ void ControlHostWidget::mouseMoveEvent(QMouseEvent* event)
 
 void ControlHostWidget::wheelEvent(QWheelEvent* event)
 {
-    // What no control handles goes on to the parent widget.
-    if (mRouter)
+    // What no control handles goes on to the parent widget. Of a slanted turn Qt sends a second event, without angles,
+    // which would end the animation that the first has started.
+    if (mRouter && !event->angleDelta().isNull())
         event->setAccepted(
             mRouter->Wheel(ToVector(event->position().toPoint()), GetDelta(*event), GetModifiers(*event)));
     else

@@ -267,6 +267,8 @@ TEST_F(ControlHostWidgetGuiTest, OnlyAnUnusedWheelGoesOnToTheParent)
     EXPECT_EQ(turn({240, 0}, Qt::AltModifier), 240);
     EXPECT_EQ(mPanel->mLastWheel.modifiers, Modifier::cAlt);
     EXPECT_EQ(mWindow.mNumWheels, 1);
+    EXPECT_EQ(turn({30, -240}, {}), -240);
+    EXPECT_EQ(turn({}, {}), -240) << "the rest of a slanted turn";
 }
 
 TEST_F(ControlHostWidgetGuiTest, OnlyAnUnusedKeyGoesOnToTheParent)
@@ -433,14 +435,15 @@ TEST_F(ControlHostWidgetGuiTest, OnAScaledDesktopEverythingIsInItsPlace)
         Show();
         const QImage image = mHost->grabFramebuffer();
         std::string colours;
-        for (const QPoint pixel :
-            {QPoint(148, 80), QPoint(151, 76), QPoint(223, 148), QPoint(226, 148), QPoint(448, 298), QPoint(2, 2)})
+        for (const QPoint pixel : {QPoint(148, 80), QPoint(151, 76), QPoint(223, 148), QPoint(226, 148), QPoint(0, 0),
+                 QPoint(451, 0), QPoint(0, 301), QPoint(451, 301)})
             colours += image.pixelColor(pixel).name().toStdString() + " ";
         std::fprintf(stderr, "[%d %d %s]", image.width(), image.height(), colours.c_str());
         std::_Exit(0);
     };
     const ScopedVariable scale("QT_SCALE_FACTOR", "1.5");
-    EXPECT_EXIT(draw(), testing::ExitedWithCode(0), "\\[452 302 #0000ff #ff0000 #ff0000 #0000ff #0000ff #0000ff \\]");
+    EXPECT_EXIT(draw(), testing::ExitedWithCode(0),
+        "\\[452 302 #0000ff #ff0000 #ff0000 #0000ff #0000ff #0000ff #0000ff #0000ff \\]");
 }
 
 /// Shows the window where OpenGL does not start, uses it, and says what is on it.

@@ -15,7 +15,10 @@ class ViewWidget : public UpdatableWidget
 public:
     ViewWidget(int32_t viewKind, const QIcon& icon, QWidget* parent);
 
-    /// Names the kind of view to the host: 3 for instrumentation timings.
+    /// Of views of instrumentation timings.
+    static constexpr int32_t cInstrumentationTimings = 3;
+
+    /// Names the kind of view to the host.
     int32_t GetViewKind() const { return mViewKind; }
     const QIcon& GetIcon() const { return mIcon; }
 

@@ -32,15 +32,11 @@ public:
     /// text. Returns the context's identifier, the XXH64 of its bytes, or `cNoContext`. Copies only what is new.
     uint64_t AddEvent(uint64_t id, std::string_view name, std::string_view context);
 
-    /// The same in two parts, for one who has the context's identifier already. The context stays where it is, until
-    /// ForgetLentContexts or until a context is asked for. Not for a database with contexts from a file.
+    /// The same in two parts, for one who keeps the contexts and has their identifiers. All contexts are lent at once,
+    /// to a database that has none: see TextMap.
     void AddName(uint64_t id, std::string_view name) { mInstrumentationIDs.Add(id, name); }
-    void LendContext(uint64_t contextID, std::string_view context)
-    {
-        if (mKnownContexts.Add(contextID))
-            mContextIDs.Lend(contextID, context);
-    }
-    /// Drops the contexts that were lent, unless one was asked for. They are not added again.
+    void LendContexts(LentTexts& contexts) { mContextIDs.Lend(contexts); }
+    /// Has lent contexts no longer, unless one was asked for.
     void ForgetLentContexts() { mContextIDs.ForgetLent(); }
 
     /// The identifier should be one that was added; any other, which only a damaged capture can hold, gives an empty

@@ -53,30 +53,53 @@ TEST(InstrumentationDatabaseTest, AnyNumberIsAnIdentifier)
         EXPECT_EQ(database.GetEventName(id), id == 5 << 20 ? "stored" : std::to_string(id) + " first");
 }
 
-TEST(InstrumentationDatabaseTest, LentContextsAreStoredAndCanBeAskedFor)
+/// Texts that are gone as soon as the next one is taken.
+class PassingTexts final : public LentTexts
+{
+public:
+    std::size_t GetNumLeft() const override { return mTexts.size(); }
+    Text Take() override
+    {
+        mTaken = mTexts.back();
+        mTexts.pop_back();
+        return {mTaken.first, mTaken.second};
+    }
+
+private:
+    std::vector<std::pair<uint64_t, std::string>> mTexts{{8, "second"}, {7, "first"}};
+    std::pair<uint64_t, std::string> mTaken;
+};
+
+TEST(InstrumentationDatabaseTest, LentContextsAreStored)
 {
     InstrumentationDatabase database;
-    const uint64_t own = database.AddEvent(1, "Load", "own");
-    {
-        const std::string text = "lent";
-        database.LendContext(7, text);
-        database.LendContext(7, "again");
-        database.LendContext(own, "other");
-        EXPECT_EQ(database.GetNumContexts(), 2u);
+    PassingTexts texts;
+    database.LendContexts(texts);
+    EXPECT_EQ(database.GetNumContexts(), 2u);
 
-        std::vector<std::pair<uint64_t, std::string>> stored;
-        const auto entries = GetStored<TextMap>(database, "ContextIDs").CreateIterator();
-        while (!entries->IsAtEnd())
-        {
-            const RTTI::MapIterator::Entry entry = entries->Next();
-            stored.emplace_back(
-                *static_cast<uint64_t*>(entry.Key.Object), *static_cast<std::string*>(entry.Value.Object));
-        }
-        EXPECT_EQ(stored, (std::vector<std::pair<uint64_t, std::string>>{{own, "own"}, {7, "lent"}}));
-        EXPECT_EQ(database.GetContext(7), "lent");
+    std::vector<std::pair<uint64_t, std::string>> stored;
+    const auto entries = GetStored<TextMap>(database, "ContextIDs").CreateIterator();
+    while (!entries->IsAtEnd())
+    {
+        const RTTI::MapIterator::Entry entry = entries->Next();
+        stored.emplace_back(*static_cast<uint64_t*>(entry.Key.Object), *static_cast<std::string*>(entry.Value.Object));
     }
-    EXPECT_EQ(database.GetContext(7), "lent") << "copied when it was asked for";
-    EXPECT_EQ(database.GetContext(own), "own");
+    EXPECT_EQ(stored, (std::vector<std::pair<uint64_t, std::string>>{{7, "first"}, {8, "second"}}));
+    EXPECT_EQ(database.GetNumContexts(), 0u);
+    database.ForgetLentContexts();
+    EXPECT_EQ(database.GetContext(7), "");
+}
+
+TEST(InstrumentationDatabaseTest, LentContextsAreCopiedWhenOneIsAskedFor)
+{
+    InstrumentationDatabase database;
+    {
+        PassingTexts texts;
+        database.LendContexts(texts);
+        EXPECT_EQ(database.GetContext(7), "first");
+        database.ForgetLentContexts();
+    }
+    EXPECT_EQ(database.GetContext(8), "second");
     EXPECT_EQ(database.GetNumContexts(), 2u);
 }
 

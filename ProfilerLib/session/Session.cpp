@@ -105,15 +105,9 @@ std::int32_t Session::sLoad(const std::string& path, const RTTI::TypeRegistry& r
     factory.SetFactory<Module>([&] { return std::make_unique<Module>(symbolCache); });
 
     const auto context = result.PushContext(path);
-    std::vector<std::unique_ptr<RTTI::Object>> roots;
-    if (!Serialization::gReadBinaryFile(
-            path, registry, factory, Serialization::EUnknownTypePolicy::Skip, roots, result))
-    {
-        return Failed;
-    }
-    std::unique_ptr<Session> session = Serialization::gTakeFirst<Session>(roots);
-    if (!result.Check(session != nullptr, Serialization::CorruptData,
-            "The file does not appear to be a session file (missing Session object)"))
+    auto session = Serialization::gReadFirst<Session>(path, registry, factory, Serialization::EUnknownTypePolicy::Skip,
+        "The file does not appear to be a session file (missing Session object)", result);
+    if (session == nullptr)
     {
         return Failed;
     }
@@ -357,7 +351,8 @@ bool Session::Save(Utility::Result& result)
     // Before the events are waited for, which may take the disk a while.
     Utility::OutputMemoryStream contents;
     const bool hasContents = WriteContents(contents, result);
-    return mEventStream->Flush(result) && hasContents && Serialization::gStoreBinaryFile(mPath, contents, result);
+    return mEventStream->Flush(result) && hasContents &&
+           Serialization::gStoreBinaryFile(mPath, contents, result, mEventStream->GetDurability());
 }
 
 bool Session::WriteContents(Utility::OutputMemoryStream& stream, Utility::Result& result)

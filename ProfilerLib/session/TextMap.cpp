@@ -2,7 +2,7 @@
 
 #include "Serialization/RTTI/TypeOf.h"
 
-#include <algorithm>
+#include <cassert>
 
 namespace Profiler
 {
@@ -13,7 +13,10 @@ class TextMap::Iterator final : public RTTI::MapIterator
 public:
     explicit Iterator(TextMap& map) : mMap{map}, mOwn{map.mTexts.begin()} {}
 
-    bool IsAtEnd() const override { return mOwn == mMap.mTexts.end() && mNumLent == mMap.mLent.size(); }
+    bool IsAtEnd() const override
+    {
+        return mOwn == mMap.mTexts.end() && (mMap.mLent == nullptr || mMap.mLent->GetNumLeft() == 0);
+    }
 
     Entry Next() override
     {
@@ -22,12 +25,10 @@ public:
             auto& [id, text] = *mOwn++;
             return MakeEntry(id, text);
         }
-        // They lie where they have come to lie, and are short.
-        constexpr std::size_t numAhead = 8;
-        __builtin_prefetch(mMap.mLent[std::min(mNumLent + numAhead, mMap.mLent.size() - 1)].mText.data());
-        const LentText& lent = mMap.mLent[mNumLent++];
+        const LentTexts::Text lent = mMap.mLent->Take();
+        mID = lent.mID;
         mText = lent.mText;
-        return MakeEntry(lent.mID, mText);
+        return MakeEntry(mID, mText);
     }
 
 private:
@@ -39,20 +40,21 @@ private:
 
     TextMap& mMap;
     Texts::iterator mOwn;
-    std::size_t mNumLent = 0;
+    uint64_t mID = 0;
     std::string mText;
 };
 
-void TextMap::Lend(uint64_t id, std::string_view text)
+void TextMap::Lend(LentTexts& texts)
 {
-    mLent.push_back({id, text});
+    assert(mTexts.empty());
+    mLent = &texts;
     // Relaxed: nobody else asks before the adding has ended.
     mHasLent.store(true, std::memory_order_relaxed);
 }
 
 void TextMap::ForgetLent()
 {
-    mLent.clear();
+    mLent = nullptr;
     mHasLent.store(false, std::memory_order_relaxed);
 }
 
@@ -64,9 +66,12 @@ std::unique_ptr<RTTI::MapIterator> TextMap::CreateIterator()
 void TextMap::CopyLent() const
 {
     const Utility::MutexLock lock{mCopyMutex};
-    for (const LentText& lent : mLent)
+    while (mLent != nullptr && mLent->GetNumLeft() != 0)
+    {
+        const LentTexts::Text lent = mLent->Take();
         mTexts.try_emplace(lent.mID, lent.mText);
-    mLent.clear();
+    }
+    mLent = nullptr;
     mHasLent.store(false, std::memory_order_release);
 }
 

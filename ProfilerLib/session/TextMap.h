@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "Serialization/RTTI/TypeInfo.h"
 #include "Serialization/RTTI/TypeNames.h"
@@ -16,9 +15,27 @@
 namespace Profiler
 {
 
-/// Texts by their identifiers; to files it is a map. A text may also be lent: it stays where it is, is stored with the
-/// others, and is only copied when someone asks for a text. So who records hundreds of thousands of texts that nobody
-/// asks for before they are in a file pays for none of them. One thread adds and then any thread may ask.
+/// Texts with their identifiers, each once, that lie elsewhere. They are taken one by one, so the owner may give them
+/// up behind the taker.
+class LentTexts
+{
+public:
+    struct Text
+    {
+        uint64_t mID;
+        std::string_view mText;
+    };
+
+    virtual ~LentTexts() = default;
+
+    virtual std::size_t GetNumLeft() const = 0;
+    /// There is one left. It stays until the next one is taken.
+    virtual Text Take() = 0;
+};
+
+/// Texts by their identifiers; to files it is a map. Texts may also be lent: they stay where they are until the map is
+/// stored, and are only copied when someone asks for a text before. So who records hundreds of thousands of texts that
+/// nobody asks for before they are in a file pays for none of them. One thread adds and then any thread may ask.
 class TextMap
 {
 public:
@@ -26,9 +43,10 @@ public:
 
     /// Keeps the text that is there already.
     void Add(uint64_t id, std::string_view text) { mTexts.try_emplace(id, text); }
-    /// The identifier is new. The text must stay until ForgetLent, or until a text is asked for.
-    void Lend(uint64_t id, std::string_view text);
-    /// Drops the texts that are lent and that nobody has asked for.
+    /// To a map that has none. What is stored once is taken, and not there any more; `texts` must stay until
+    /// ForgetLent.
+    void Lend(LentTexts& texts);
+    /// The map has lent texts no longer, unless someone has asked for a text.
     void ForgetLent();
 
     /// All texts. The address of each stays as long as the map.
@@ -41,25 +59,20 @@ public:
     }
 
     // What the stored form asks for.
-    std::size_t size() const { return mTexts.size() + mLent.size(); }
+    std::size_t size() const { return mTexts.size() + (mLent != nullptr ? mLent->GetNumLeft() : 0); }
     void reserve(std::size_t count) { mTexts.reserve(count); }
     std::string& operator[](uint64_t id) { return mTexts[id]; }
     void insert_or_assign(uint64_t id, const std::string& text) { mTexts.insert_or_assign(id, text); }
     std::unique_ptr<RTTI::MapIterator> CreateIterator();
 
 private:
-    struct LentText
-    {
-        uint64_t mID;
-        std::string_view mText;
-    };
     class Iterator;
 
     void CopyLent() const;
 
     // The first who asks changes them.
     mutable Texts mTexts;
-    mutable std::vector<LentText> mLent;
+    mutable LentTexts* mLent = nullptr;
     mutable std::atomic<bool> mHasLent{false};
     mutable Utility::Mutex mCopyMutex;
 };

@@ -203,10 +203,15 @@ bool TraceEventStream::AppendChunk(Utility::Result& result)
 
 bool TraceEventStream::WriteIndex(Utility::Result& result)
 {
-    const bool isWritten = Serialization::gWriteBinaryFile(mIndexPath, {this}, result);
+    const bool isWritten = Serialization::gWriteBinaryFile(mIndexPath, {this}, result, GetDurability());
     mIsIndexStale = !isWritten;
     mIsIndexDue = !isWritten && GetDataEnd() != 0;
     return isWritten;
+}
+
+FileSystem::EDurability TraceEventStream::GetDurability() const
+{
+    return mDeferred != nullptr ? FileSystem::EDurability::WithFolder : FileSystem::EDurability::AtOnce;
 }
 
 std::uint64_t TraceEventStream::GetDataEnd() const

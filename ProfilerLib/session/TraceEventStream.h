@@ -3,6 +3,7 @@
 #include "ProfilerLib/session/TraceEvent.h"
 #include "ProfilerLib/session/TraceEventReader.h"
 #include "Serialization/RTTI/TypeOf.h"
+#include "Utility/FileWriter.h"
 #include "Utility/Mutex.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/Result.h"
@@ -77,9 +78,12 @@ public:
     [[nodiscard]] bool AddEvent(const TraceEventView& event, Utility::Result& result);
 
     /// For a recording in a directory that nobody knows before it is complete, such as an import's: chunks are written
-    /// by a thread of the stream while further events come in, and neither they nor the index are brought to the disk
-    /// before `Flush`. Any failure is then final: the recording is to be given up. Before the first event.
+    /// by a thread of the stream while further events come in, and are brought to the disk by `Flush`; the index and
+    /// the session file are there after gSyncTree of the directory. Any failure is then final: the recording is to be
+    /// given up. Before the first event.
     void DeferSync();
+    /// Of the files that go with the stream.
+    FileSystem::EDurability GetDurability() const;
     /// Of such a recording: has the disk begin with all that is left, while others still work on what `Flush` waits for
     /// after this. After the last event.
     [[nodiscard]] bool StartFlush(Utility::Result& result);

@@ -39,15 +39,10 @@ std::unique_ptr<TraceEventStream> TraceEventStream::sLoadIndex(
     const auto context = result.PushContext(indexPath);
     RTTI::ObjectFactory factory;
     factory.SetFactory<TraceEventStream>([&session] { return std::make_unique<TraceEventStream>(session); });
-    std::vector<std::unique_ptr<RTTI::Object>> roots;
-    if (!Serialization::gReadBinaryFile(
-            indexPath, registry, factory, Serialization::EUnknownTypePolicy::Fail, roots, result))
-    {
-        return nullptr;
-    }
-    std::unique_ptr<TraceEventStream> stream = Serialization::gTakeFirst<TraceEventStream>(roots);
-    if (!result.Check(stream != nullptr, Serialization::CorruptData,
-            "The file does not appear to be a TraceEventStream file (missing TraceEventStream object)"))
+    auto stream = Serialization::gReadFirst<TraceEventStream>(indexPath, registry, factory,
+        Serialization::EUnknownTypePolicy::Fail,
+        "The file does not appear to be a TraceEventStream file (missing TraceEventStream object)", result);
+    if (stream == nullptr)
     {
         return nullptr;
     }

@@ -130,4 +130,22 @@ struct FunctionLineData : RTTI::Object
     }
 };
 
+/// From the worker: the same with the files that the lines are in.
+struct SourceLineData : FunctionLineData
+{
+    std::vector<std::string> Paths;
+    std::vector<uint32_t> PathIndices; ///< one for each address, into `Paths`; of no meaning where the line is unknown
+
+    /// Whether each line that is known has a path.
+    bool IsComplete() const;
+
+    const RTTI::TypeHandle& GetType() const override { return RTTI::gTypeOf<SourceLineData>(); }
+    static consteval auto sDescribe()
+    {
+        return RTTI::gDescribe<SourceLineData>("Profiler::SourceLineData", RTTI::Version{1},
+            RTTI::Base<FunctionLineData>{}, RTTI::Field<&SourceLineData::Paths>{"Paths"},
+            RTTI::Field<&SourceLineData::PathIndices>{"PathIndices"});
+    }
+};
+
 }

@@ -4,9 +4,12 @@
 #include "ProfilerLib/symbols/FunctionData.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 #include "ProfilerLib/symbols/ResolvedFunction.h"
+#include "ProfilerLib/symbols/SourceLines.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
+#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeOf.h"
 #include "Serialization/RTTI/TypeRegistry.h"
+#include "Serialization/Schema.h"
 
 namespace Profiler
 {
@@ -25,6 +28,21 @@ void gRegisterSymbolTypes(RTTI::TypeRegistry& registry)
     registry.Register(RTTI::gTypeOf<ConvertPDBResult>());
     registry.Register(RTTI::gTypeOf<FunctionData>());
     registry.Register(RTTI::gTypeOf<FunctionLineData>());
+
+    registry.Register(RTTI::gTypeOf<SourceLines>());
+    registry.Register(RTTI::gTypeOf<ResolveSourceLinesJob>());
+    registry.Register(RTTI::gTypeOf<SourceLineData>());
+}
+
+void gReadySymbolRegistry(RTTI::TypeRegistry& registry)
+{
+    {
+        const auto scope = registry.BeginRegistration(RTTI::gGetOwnerID());
+        RTTI::gRegisterTypes(registry);
+        gRegisterSymbolTypes(registry);
+        Serialization::gRegisterTypes(registry);
+    }
+    registry.Finalize();
 }
 
 }

@@ -1,4 +1,5 @@
 #include "ProfilerLib/symbols/ConvertPDBJob.h"
+#include "ProfilerLib/symbols/FunctionData.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 
 #include <utility>
@@ -56,5 +57,17 @@ ResolveLineDataJob::ResolveLineDataJob(PDBKey key, uint64_t moduleBaseAddress, s
           std::move(symbolCacheDirectory), std::move(localSymbolDirectories)},
       AddressesToResolve{std::move(addressesToResolve)}
 {}
+
+bool SourceLineData::IsComplete() const
+{
+    if (PathIndices.size() != Lines.size())
+        return false;
+    for (std::size_t i = 0; i < Lines.size(); ++i)
+    {
+        if (Lines[i] > 0 && PathIndices[i] >= Paths.size())
+            return false;
+    }
+    return true;
+}
 
 }

@@ -28,13 +28,13 @@ namespace Profiler
 /// container. "Out" runs to the worker, "in" comes from it.
 enum class ERemoteMessage : uint8_t
 {
-    RunJob = 0,         ///< out: `ConvertPDBJob`, `ResolveFunctionDataJob` or `ResolveLineDataJob`
-    CancelJob = 1,      ///< out: `CancelRemoteJob`
-    JobCompleted = 2,   ///< in: `RemoteJobCompleted`
-    Progress = 3,       ///< in: `ConvertPDBProgress`
-    ConvertResult = 4,  ///< in: `ConvertPDBResult`
+    RunJob = 0,        ///< out: `ConvertPDBJob`, `ResolveFunctionDataJob`, `ResolveLineDataJob` or one of those derived
+    CancelJob = 1,     ///< out: `CancelRemoteJob`
+    JobCompleted = 2,  ///< in: `RemoteJobCompleted`
+    Progress = 3,      ///< in: `ConvertPDBProgress`
+    ConvertResult = 4, ///< in: `ConvertPDBResult`
     FunctionResult = 5, ///< in: `FunctionData`
-    LineResult = 6,     ///< in: `FunctionLineData`
+    LineResult = 6,     ///< in: `FunctionLineData`, or `SourceLineData` for who asked for that
     Ping = 7,           ///< out, no payload: are you there?
     Pong = 8,           ///< in, any payload: I am here
     Exit = 9,           ///< out, no payload: exit now

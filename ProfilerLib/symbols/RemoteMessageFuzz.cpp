@@ -69,7 +69,8 @@ void Fuzz::gRunInput(Input input)
         }
         sRegistry.Finalize();
         return MakeContainers(ConvertPDBJob{}, ResolveFunctionDataJob{}, ResolveLineDataJob{}, CancelRemoteJob{},
-            RemoteJobCompleted{}, ConvertPDBProgress{}, ConvertPDBResult{}, FunctionData{}, FunctionLineData{});
+            RemoteJobCompleted{}, ConvertPDBProgress{}, ConvertPDBResult{}, FunctionData{}, FunctionLineData{},
+            SourceLineData{});
     }();
 
     if (input.empty())

@@ -13,10 +13,8 @@
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 #include "Serialization/BinaryFormat.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeQueries.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/InputMemoryStream.h"
 #include "Utility/OutputMemoryStream.h"
 #include "Utility/Result.h"
@@ -46,14 +44,7 @@ public:
 class RemoteMessageTest : public testing::Test
 {
 protected:
-    RemoteMessageTest()
-    {
-        const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(mRegistry);
-        gRegisterSymbolTypes(mRegistry);
-        Serialization::gRegisterTypes(mRegistry);
-        mRegistry.Finalize();
-    }
+    RemoteMessageTest() { gReadySymbolRegistry(mRegistry); }
 
     template <class T>
     std::unique_ptr<T> Read(std::string_view payload)
@@ -114,6 +105,19 @@ TEST_F(RemoteMessageTest, RecordsComeBackAsTheyWereSent)
     FunctionLineData lines;
     lines.Lines = {1, -1};
     EXPECT_EQ(SendAndRead(lines)->Lines, lines.Lines);
+
+    // Those that are derived pass for what they are derived from.
+    SourceLineData sourceLines;
+    sourceLines.Lines = {1, -1};
+    sourceLines.Paths = {"a.cpp"};
+    sourceLines.PathIndices = {0, 0};
+    ASSERT_TRUE(SendObject(mRecorder, ERemoteMessage::LineResult, sourceLines));
+    const auto linesRead = Read<FunctionLineData>(mRecorder.mPayload);
+    ASSERT_TRUE(linesRead != nullptr && RTTI::gIsA<SourceLineData>(*linesRead)) << mResult.ToString();
+    EXPECT_EQ(linesRead->Lines, lines.Lines);
+    EXPECT_EQ(static_cast<const SourceLineData&>(*linesRead).Paths, sourceLines.Paths);
+    EXPECT_EQ(SendAndRead(ResolveSourceLinesJob{cKey, 0, "s", "c", {}, {7, 8}})->AddressesToResolve,
+        (std::vector<uint64_t>{7, 8}));
 }
 
 /// The example of the format page; the schema is that of containers.
@@ -168,6 +172,9 @@ TEST_F(RemoteMessageTest, TypesKeepTheirStoredNames)
                 "ResolvedCursorLine int32_t", "Instructions Array_Profiler::AsmInstruction"}},
         {RTTI::gTypeOf<FunctionLineData>(), "Profiler::FunctionLineData",
             {"Lines Array_int32_t", "Result Profiler::EResolveLineDataResult", "ErrorMessage std::string"}},
+        {RTTI::gTypeOf<ResolveSourceLinesJob>(), "Profiler::ResolveSourceLinesJob", {}},
+        {RTTI::gTypeOf<SourceLineData>(), "Profiler::SourceLineData",
+            {"Paths Array_std::string", "PathIndices Array_uint32_t"}},
     };
     for (const auto& row : rows)
     {

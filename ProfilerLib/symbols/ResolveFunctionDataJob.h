@@ -80,4 +80,17 @@ struct ResolveLineDataJob : ResolveFunctionDataJobBase
     }
 };
 
+/// To the worker: the same with the files that the lines are in. It answers with one `SourceLineData`.
+struct ResolveSourceLinesJob : ResolveLineDataJob
+{
+    using ResolveLineDataJob::ResolveLineDataJob;
+
+    const RTTI::TypeHandle& GetType() const override { return RTTI::gTypeOf<ResolveSourceLinesJob>(); }
+    static consteval auto sDescribe()
+    {
+        return RTTI::gDescribe<ResolveSourceLinesJob>(
+            "Profiler::ResolveSourceLinesJob", RTTI::Version{1}, RTTI::Base<ResolveLineDataJob>{});
+    }
+};
+
 }

@@ -5,7 +5,11 @@
 
 #include "ProfilerLib/settings/Settings.h"
 #include "ProfilerLib/symbols/ResolvedAddress.h"
+#include "ProfilerLib/symbols/SourceLines.h"
 #include "ProfilerLib/symbols/SymbolCachePath.h"
+#include "ProfilerLib/symbols/SymbolFiles.h"
+#include "Serialization/Error.h"
+#include "Serialization/RTTI/TypeQueries.h"
 #include "SpindlemarkAPI/InstrumentationScope.h"
 #include "System/JobScheduler.h"
 #include "System/Platform.h"
@@ -104,10 +108,14 @@ SymbolCache::EHint SymbolCache::Hint(const PDBKey& key, const std::string& modul
     if (!sIsIdentified(key))
         return Unidentified;
     // Asked for before the lock is taken: a disk may be slow.
-    const std::string directory = GetLocations().mCacheDirectory;
+    const Locations locations = GetLocations();
+    const std::string& directory = locations.mCacheDirectory;
     const std::string path = gMakeSymbolCachePath(directory, key);
     const bool isUsable = !directory.empty() && gIsInsideSymbolCache(directory, path);
-    const bool isCached = isUsable && FileSystem::gFileExists(path);
+    // Symbols that were had when there was no debug file yet would stay for ever.
+    const bool isOutdated =
+        isUsable && gIsOlderThanAny(path, gListSymbolFiles(key, modulePath, locations.mLocalSymbolDirectories));
+    const bool isCached = isUsable && !isOutdated && FileSystem::gFileExists(path);
 
     System::JobHandle job;
     uint32_t remoteJob = cNoRemoteJob;
@@ -131,6 +139,8 @@ SymbolCache::EHint SymbolCache::Hint(const PDBKey& key, const std::string& modul
         else
         {
             Utility::gTrace("\t...queued for conversion");
+            if (isOutdated)
+                Utility::gTrace("\t%s is older than a file that may have symbols, and is made anew", path.c_str());
             // Those who wait for the key wait for the new attempt.
             if (loaded != mLoadedModules.end())
                 mLoadedModules.erase(loaded);
@@ -207,6 +217,8 @@ void SymbolCache::StartRead(const PDBKey& key, uint64_t attempt, const std::stri
 void SymbolCache::StartConversion(const PDBKey& key, uint64_t attempt, const std::string& path)
 {
     Locations locations = GetLocations();
+    // New symbols may come with other lines.
+    FileSystem::gDeleteFile(gMakeSourceLinesPath(locations.mCacheDirectory, key));
     const uint32_t job = mResolver.SubmitConvertPDB(key, locations.mSymbolSettingsHash, path,
         std::move(locations.mSymbolServerPath), std::move(locations.mCacheDirectory),
         std::move(locations.mLocalSymbolDirectories), [this, key] { OnHintCanceled(key); });
@@ -231,22 +243,29 @@ void SymbolCache::ReadPDBFromCache(const PDBKey& key, uint64_t attempt, const st
     {
         const System::MutexLock lock{mHintsLock};
         PendingHint* const hint = FindHint(key, attempt);
-        if (hint == nullptr || std::exchange(hint->mIsReading, true))
+        // Somebody else may have read it, and found that it has to be converted.
+        if (hint == nullptr || hint->mIsConversion || std::exchange(hint->mIsReading, true))
             return;
         hint->mIsAnnounced = true;
     }
     mStateEvent.Fire(key.ModulePath, ESymbolLoadState::StartLoadingFromCache);
     Utility::gTrace("\t%s exists in cache, reading...", path.c_str());
     Utility::Result result;
-    std::unique_ptr<SymbolModule> module =
-        SymbolModule::Load(path, mRegistry, GetLocations().mSymbolSettingsHash, result);
-    if (module != nullptr)
+    const Locations locations = GetLocations();
+    std::unique_ptr<SymbolModule> module = SymbolModule::Load(path, mRegistry, locations.mSymbolSettingsHash, result);
+    // Folders that were named since may have a debug file that has been there for long.
+    const bool isCurrent =
+        module != nullptr && (module->GetSymbolSettingsHash() == locations.mSymbolSettingsHash ||
+                                 gListLocalSymbolFiles(key, locations.mLocalSymbolDirectories).empty());
+    if (isCurrent)
     {
         Utility::gTrace(
             "\tLoaded PDB for %s from cache (%s)", FileSystem::gGetFileName(key.ModulePath).c_str(), path.c_str());
         EndHint(key, std::move(module), EStatus::Done);
         return;
     }
+    if (module != nullptr)
+        result.Fail(Serialization::Incompatible, "The symbol settings name other files now");
     Utility::gTrace("\tFailed to load from cache: %s", result.ToString().c_str());
     bool isCancelled = false;
     {
@@ -450,6 +469,60 @@ ResolveRequest SymbolCache::ResolveLineData(const PDBKey& key, uint64_t moduleBa
     const uint32_t job =
         mResolver.SubmitResolveLineData(key, moduleBase, addresses, std::move(locations.mSymbolServerPath),
             std::move(locations.mCacheDirectory), std::move(locations.mLocalSymbolDirectories), std::move(onCancelled));
+    return {&mResolver, static_cast<int32_t>(job)};
+}
+
+namespace
+{
+
+/// An answer without lines; a worker that says "success" and has none is wrong.
+SourceLineData MakeFailure(const FunctionLineData& data)
+{
+    SourceLineData failure;
+    const bool isWrong = data.Result == EResolveLineDataResult::Success;
+    failure.Result = isWrong ? EResolveLineDataResult::CriticalError : data.Result;
+    failure.ErrorMessage = isWrong ? "The answer of the symbol worker does not fit the question" : data.ErrorMessage;
+    return failure;
+}
+
+}
+
+ResolveRequest SymbolCache::ResolveSourceLines(
+    const PDBKey& key, const std::vector<uint64_t>& addresses, SourceLineHandler onLines, CancelHandler onCancelled)
+{
+    Locations locations = GetLocations();
+    const std::string path = gMakeSourceLinesPath(locations.mCacheDirectory, key);
+    if (!sIsIdentified(key) || locations.mCacheDirectory.empty() ||
+        !gIsInsideSymbolCache(locations.mCacheDirectory, path))
+    {
+        onLines({});
+        return {};
+    }
+    Utility::Result result;
+    std::shared_ptr<SourceLines> lines = SourceLines::Load(path, mRegistry, key, locations.mSymbolSettingsHash, result);
+    if (lines == nullptr)
+        lines = std::make_shared<SourceLines>(key, locations.mSymbolSettingsHash);
+    std::vector<uint64_t> unknown = lines->ListUnknown(addresses);
+    if (unknown.empty())
+    {
+        Utility::gTrace("All lines are in %s", path.c_str());
+        onLines(lines->Find(addresses));
+        return {};
+    }
+    const auto onAnswer = [path, lines, addresses, unknown, onLines = std::move(onLines)](
+                              std::unique_ptr<FunctionLineData> data) {
+        const bool isGood = data->Result == EResolveLineDataResult::Success && RTTI::gIsA<SourceLineData>(*data) &&
+                            lines->Add(unknown, static_cast<const SourceLineData&>(*data));
+        if (!isGood)
+            return onLines(MakeFailure(*data));
+        Utility::Result saving;
+        if (!lines->Save(path, saving))
+            Utility::gTrace("The source lines are not kept: %s", saving.ToString().c_str());
+        onLines(lines->Find(addresses));
+    };
+    const uint32_t job = mResolver.SubmitResolveSourceLines(key, unknown, std::move(locations.mSymbolServerPath),
+        std::move(locations.mCacheDirectory), std::move(locations.mLocalSymbolDirectories), onAnswer,
+        std::move(onCancelled));
     return {&mResolver, static_cast<int32_t>(job)};
 }
 

@@ -70,6 +70,14 @@ public:
     ResolveRequest ResolveLineData(const PDBKey& key, uint64_t moduleBase, const std::vector<uint64_t>& addresses,
         LineDataHandler onLineData, CancelHandler onCancelled) override EXCLUDES(mResolveLock);
 
+    using SourceLineHandler = std::function<void(const SourceLineData&)>;
+
+    /// The source lines of addresses, with the files that they are in; addresses count from the image's base. What has
+    /// been asked before is kept in a file beside the symbols: when that has all, the handler is called at once. Else a
+    /// worker is asked for the rest, and the handler is called on a thread of the worker.
+    ResolveRequest ResolveSourceLines(const PDBKey& key, const std::vector<uint64_t>& addresses,
+        SourceLineHandler onLines, CancelHandler onCancelled);
+
     /// Told of the stages of a load, with the module's path, on any thread: the first of `StartLoadingFromCache` and
     /// `StartDownloadAndConvert`, and in the end `Finished`. The handler must not wait for a module.
     [[nodiscard]] EventSubscription SubscribeToState(std::function<void(const std::string&, ESymbolLoadState)> handler);

@@ -42,13 +42,23 @@ std::string MakeFileName(std::string_view text)
     return name.substr(0, cLongestName) + Utility::gFormat("~%016" PRIX64, Utility::gFNV1a64(text));
 }
 
+std::string MakePath(const std::string& cacheDirectory, const PDBKey& key, const char* extension)
+{
+    const std::string name = MakeFileName(key.PDBName);
+    return Utility::gFormat("%s/%s/%s%X/%s.%s", cacheDirectory.c_str(), name.c_str(), key.PDBGUID.ToString().c_str(),
+        static_cast<unsigned>(key.PDBAge), FileSystem::gGetBaseName(name).c_str(), extension);
+}
+
 }
 
 std::string gMakeSymbolCachePath(const std::string& cacheDirectory, const PDBKey& key)
 {
-    const std::string name = MakeFileName(key.PDBName);
-    return Utility::gFormat("%s/%s/%s%X/%s.symcache", cacheDirectory.c_str(), name.c_str(),
-        key.PDBGUID.ToString().c_str(), static_cast<unsigned>(key.PDBAge), FileSystem::gGetBaseName(name).c_str());
+    return MakePath(cacheDirectory, key, "symcache");
+}
+
+std::string gMakeSourceLinesPath(const std::string& cacheDirectory, const PDBKey& key)
+{
+    return MakePath(cacheDirectory, key, "symlines");
 }
 
 bool gIsInsideSymbolCache(const std::string& cacheDirectory, const std::string& path)

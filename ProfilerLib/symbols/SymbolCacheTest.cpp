@@ -9,6 +9,7 @@
 #include "ProfilerLib/settings/Settings.h"
 #include "ProfilerLib/symbols/ResolvedAddress.h"
 #include "ProfilerLib/symbols/SymbolCachePath.h"
+#include "ProfilerLib/symbols/SymbolFiles.h"
 #include "ProfilerLib/symbols/Testing/WorkerFixture.h"
 #include "System/JobScheduler.h"
 #include "System/LockDelays.h"
@@ -204,6 +205,84 @@ TEST_F(SymbolCacheTest, SourceRequestsGoToTheirHandlers)
     EXPECT_NE(mCache->ResolveLineData(MakeKey("good/a"), 0, {1}, onLines, {}).mJobHandle, -1);
     mTally.WaitFor("found", 1);
     mTally.WaitFor("lines", 1);
+    Close();
+}
+
+TEST_F(SymbolCacheTest, ADebugFileThatComesLaterIsNotMissed)
+{
+    const std::string local = mFolder / "local";
+    mFolder.Write("local/app.pdb", "");
+    ASSERT_NE(Find("good/a"), nullptr);
+    const auto openAgain = [&] {
+        Close();
+        Open();
+        ASSERT_NE(Find("good/a"), nullptr);
+    };
+    openAgain();
+    EXPECT_EQ(CountProcesses(), 1);
+    // A folder that is named only now, and what comes into it later.
+    mSettings.GetSymbolSettings().SymbolLocations.push_back({local, true});
+    openAgain();
+    EXPECT_EQ(CountProcesses(), 2);
+    EXPECT_TRUE(mTrace.Contains("The symbol settings name other files now"));
+    openAgain();
+    EXPECT_EQ(CountProcesses(), 2) << "by now it is known";
+    while (!gIsOlderThanAny(GetPath("good/a"), {local + "/app.pdb"}))
+        mFolder.Replace("local/app.pdb", "new");
+    openAgain();
+    EXPECT_EQ(CountProcesses(), 3);
+    EXPECT_TRUE(mTrace.Contains("is older than a file that may have symbols, and is made anew"));
+    Close();
+}
+
+TEST_F(SymbolCacheTest, LinesAreAskedForOnce)
+{
+    using Lines = std::vector<std::string>;
+    const auto ask = [this](const std::string& module, const std::vector<uint64_t>& addresses) {
+        const int answers = mTally.Get("answer");
+        Lines lines;
+        mCache->ResolveSourceLines(MakeKey(module), addresses,
+            [&](const SourceLineData& data) {
+                if (data.Result != EResolveLineDataResult::Success)
+                    lines.push_back(data.ErrorMessage);
+                for (std::size_t i = 0; i < data.Lines.size(); ++i)
+                    lines.push_back(data.Lines[i] < 0
+                                        ? "-"
+                                        : data.Paths.at(data.PathIndices[i]) + ":" + std::to_string(data.Lines[i]));
+                mTally.Add("answer");
+            },
+            {});
+        mTally.WaitFor("answer", answers + 1);
+        return lines;
+    };
+    EXPECT_EQ(ask("good/a", {}), Lines{});
+    EXPECT_EQ(CountProcesses(), 0);
+    EXPECT_EQ(ask("good/a", {3, 0, 3, 5}), (Lines{"good/a:3", "-", "good/a:3", "good/a:5"}));
+    EXPECT_EQ(CountProcesses(), 1);
+    Close();
+    Open();
+    EXPECT_EQ(ask("good/a", {5, 3, 0}), (Lines{"good/a:5", "good/a:3", "-"}));
+    EXPECT_EQ(CountProcesses(), 1) << "all of that is known";
+    EXPECT_EQ(ask("good/a", {9, 3}), (Lines{"good/a:9", "good/a:3"}));
+    EXPECT_EQ(ask("good/a", {9, 3, 0}), (Lines{"good/a:9", "good/a:3", "-"}));
+    EXPECT_EQ(CountProcesses(), 2);
+
+    // That there is no line may change with the settings; a conversion makes all uncertain.
+    mSettings.GetSymbolSettings().SymbolLocations.push_back({mFolder / "more", true});
+    mSettings.ChangeListeners.Fire();
+    EXPECT_EQ(ask("good/a", {9}), Lines{"good/a:9"});
+    EXPECT_EQ(mTrace.Count("All lines are in"), 4);
+    EXPECT_EQ(ask("good/a", {0}), Lines{"-"});
+    EXPECT_EQ(mTrace.Count("All lines are in"), 4);
+    ASSERT_NE(Find("good/a"), nullptr);
+    EXPECT_EQ(ask("good/a", {9}), Lines{"good/a:9"});
+    EXPECT_EQ(mTrace.Count("All lines are in"), 4);
+
+    // What cannot be used is asked for again.
+    std::ofstream{gMakeSourceLinesPath(mFolder / "symbols/Quarkspindle", MakeKey("good/a"))} << "damaged";
+    EXPECT_EQ(ask("good/a", {9}), Lines{"good/a:9"});
+    EXPECT_EQ(ask("dies/a", {9}), Lines{"The symbol resolver worker could not do the job"});
+    EXPECT_EQ(ask("stranger/a", {9}), Lines{"The answer of the symbol worker does not fit the question"});
     Close();
 }
 

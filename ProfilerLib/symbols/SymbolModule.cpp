@@ -4,6 +4,7 @@
 #include <functional>
 #include <utility>
 
+#include "ProfilerLib/symbols/CacheFolder.h"
 #include "Serialization/BinaryFormat.h"
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/ObjectFactory.h"
@@ -28,14 +29,10 @@ std::unique_ptr<SymbolModule> SymbolModule::Load(
     if (!result.Check(FileSystem::gFileExists(path), Serialization::FileNotFound, "Unable to open file"))
         return nullptr;
 
-    std::vector<std::unique_ptr<RTTI::Object>> roots;
-    if (!Serialization::gReadBinaryFile(
-            path, registry, RTTI::ObjectFactory{}, Serialization::EUnknownTypePolicy::Skip, roots, result))
-        return nullptr;
-
-    std::unique_ptr<SymbolModule> module = Serialization::gTakeFirst<SymbolModule>(roots);
-    if (!result.Check(module != nullptr, Serialization::CorruptData,
-            "The file does not appear to be a SymbolModule file (missing SymbolModule object)"))
+    auto module = Serialization::gReadFirst<SymbolModule>(path, registry, RTTI::ObjectFactory{},
+        Serialization::EUnknownTypePolicy::Skip,
+        "The file does not appear to be a SymbolModule file (missing SymbolModule object)", result);
+    if (module == nullptr)
         return nullptr;
 
     const bool isCurrent =
@@ -52,11 +49,9 @@ std::unique_ptr<SymbolModule> SymbolModule::Load(
 
 bool SymbolModule::Save(const std::string& path, Utility::Result& result)
 {
-    const std::string directory = FileSystem::gGetDirectory(path);
-    FileSystem::FileError error;
-    if (!directory.empty() && !FileSystem::gCreateDirectoryTree(directory, error))
-        return result.FailText(Serialization::Unspecified, error.ToString());
-    return Serialization::gWriteBinaryFile(path, {this}, result);
+    CacheFolder folder;
+    return folder.Enter(FileSystem::gGetDirectory(path), result) &&
+           Serialization::gWriteBinaryFile(path, {this}, result);
 }
 
 const RTTI::TypeHandle& SymbolModule::GetType() const

@@ -9,9 +9,7 @@
 #include <random>
 
 #include "ProfilerLib/symbols/RegisterTypes.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Result.h"
 
@@ -31,11 +29,7 @@ class SavedModule
 public:
     SavedModule()
     {
-        const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(mRegistry);
-        gRegisterSymbolTypes(mRegistry);
-        Serialization::gRegisterTypes(mRegistry);
-        mRegistry.Finalize();
+        gReadySymbolRegistry(mRegistry);
 
         std::mt19937_64 random{20261123};
         SymbolModule module{PDBKey::sMake("app", 1, 2, 3, {1, 2}, "app.pdb"), 1, ESymbolSource::Found};

@@ -4,9 +4,7 @@
 #include <limits>
 
 #include "ProfilerLib/symbols/RegisterTypes.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Serialization/Testing/FuzzChecks.h"
 #include "Serialization/Testing/FuzzContainer.h"
 #include "tests/support/FuzzTarget.h"
@@ -23,13 +21,7 @@ constexpr const char* cFile = "module.symcache";
 RTTI::TypeRegistry MakeRegistry()
 {
     RTTI::TypeRegistry registry;
-    {
-        const auto scope = registry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(registry);
-        gRegisterSymbolTypes(registry);
-        Serialization::gRegisterTypes(registry);
-    }
-    registry.Finalize();
+    gReadySymbolRegistry(registry);
     return registry;
 }
 

@@ -9,6 +9,7 @@
 
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/ResolvedFunction.h"
+#include "ProfilerLib/symbols/Testing/Payload.h"
 #include "Serialization/BinaryFormat.h"
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeQueries.h"
@@ -41,6 +42,8 @@ namespace Profiler
 {
 namespace
 {
+
+using Testing::Payload;
 
 constexpr uint64_t cMaximum = std::numeric_limits<uint64_t>::max();
 constexpr uint64_t cSettingsHash = 0x1122334455667788;
@@ -209,35 +212,6 @@ TEST_F(SymbolFileTest, ComesBackAsItWasSaved)
     EXPECT_EQ(module->GetFunctions(), (std::vector<Symbol>{{0x1000, 0x40, "main"}, {0x1040, 0, "Run"}}));
     EXPECT_FALSE(mResult.HasErrors());
 }
-
-/// Builds the payload by hand, as the format page tells it.
-class Payload
-{
-public:
-    template <class T>
-    Payload& Number(T value)
-    {
-        for (std::size_t i = 0; i < sizeof(T); ++i)
-            mBytes += static_cast<char>(static_cast<uint64_t>(value) >> (8 * i));
-        return *this;
-    }
-    Payload& Text(std::string_view text)
-    {
-        Number(uint64_t{text.size()});
-        mBytes += text;
-        return *this;
-    }
-    Payload& Sized(const Payload& body)
-    {
-        Number(uint64_t{body.mBytes.size()});
-        mBytes += body.mBytes;
-        return *this;
-    }
-    const std::string& GetBytes() const { return mBytes; }
-
-private:
-    std::string mBytes;
-};
 
 TEST_F(SymbolFileTest, HasTheBytesOfTheFormat)
 {

@@ -5,11 +5,13 @@
 #include <optional>
 #include <utility>
 
+#include "ProfilerLib/symbols/CacheFolder.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 #include "ProfilerLib/symbols/ResolvedAddress.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
 #include "Serialization/RTTI/TypeQueries.h"
 #include "Utility/FileSystem.h"
+#include "Utility/Path.h"
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
 
@@ -117,6 +119,18 @@ uint32_t SymbolResolver::SubmitResolveLineData(PDBKey key, uint64_t moduleBase, 
         std::move(record));
 }
 
+uint32_t SymbolResolver::SubmitResolveSourceLines(PDBKey key, std::vector<uint64_t> addresses,
+    std::string symbolServerPath, std::string symbolCacheDirectory, std::vector<std::string> localDirectories,
+    LineDataHandler onLineData, CancelHandler cancelCallback)
+{
+    JobRecord record;
+    record.mCancelCallback = std::move(cancelCallback);
+    record.mOnLineData = std::move(onLineData);
+    return Submit(std::make_unique<ResolveSourceLinesJob>(std::move(key), 0, std::move(symbolServerPath),
+                      std::move(symbolCacheDirectory), std::move(localDirectories), std::move(addresses)),
+        std::move(record));
+}
+
 uint32_t SymbolResolver::Submit(std::unique_ptr<RemoteJobBase> job, JobRecord record)
 {
     const System::MutexLock lock{mLock};
@@ -125,17 +139,40 @@ uint32_t SymbolResolver::Submit(std::unique_ptr<RemoteJobBase> job, JobRecord re
     record.mHandle = handle;
     record.mJob = std::move(job);
     record.mOnFunctionData = mOnFunctionData;
-    record.mOnLineData = mOnFunctionLineData;
+    if (!record.mOnLineData)
+        record.mOnLineData = mOnFunctionLineData;
     JobRecord& entered = *(mJobs[handle] = std::make_unique<JobRecord>(std::move(record)));
-    if (mIdleWorkers.empty())
-        mPendingJobs.push_back(&entered);
+    if (SymbolResolverWorker* const worker = TakeIdleWorker(entered))
+        Give(entered, *worker);
     else
-    {
-        SymbolResolverWorker& worker = *mIdleWorkers.front();
-        mIdleWorkers.erase(mIdleWorkers.begin());
-        Give(entered, worker);
-    }
+        mPendingJobs.push_back(&entered);
     return handle;
+}
+
+/// Null when the job has to wait for one.
+SymbolResolverWorker* SymbolResolver::TakeIdleWorker(const JobRecord& record)
+{
+    auto idle = mIdleWorkers.begin();
+    if (RTTI::gIsA<ResolveSourceLinesJob>(*record.mJob))
+    {
+        // What takes a moment only is not worth the start of a process, if one runs, also if that has its last result
+        // behind it and will be idle in a moment.
+        idle = std::ranges::find_if(mIdleWorkers, &SymbolResolverWorker::IsRunning);
+        if (idle == mIdleWorkers.end() && !IsAnyNearlyIdle())
+            idle = mIdleWorkers.begin();
+    }
+    if (idle == mIdleWorkers.end())
+        return nullptr;
+    SymbolResolverWorker* const worker = *idle;
+    mIdleWorkers.erase(idle);
+    return worker;
+}
+
+bool SymbolResolver::IsAnyNearlyIdle() const
+{
+    return std::ranges::any_of(mStates, [](const WorkerState& state) {
+        return state.mJob != nullptr && state.mJob->mHasResult && !state.mJob->mRestartWorkerAfterJob;
+    });
 }
 
 void SymbolResolver::Give(JobRecord& record, SymbolResolverWorker& worker)
@@ -389,6 +426,7 @@ void SymbolResolver::OnProcessEnded(SymbolResolverWorker& worker, uint32_t run, 
 
 void SymbolResolver::OnWorkerLost(uint32_t handle)
 {
+    CleanUpAfter(handle);
     EEnd end = EEnd::Failed;
     {
         const System::MutexLock lock{mLock};
@@ -405,6 +443,19 @@ void SymbolResolver::OnWorkerLost(uint32_t handle)
         }
     }
     EndJob(handle, end);
+}
+
+void SymbolResolver::CleanUpAfter(uint32_t handle)
+{
+    std::string path;
+    {
+        const System::MutexLock lock{mLock};
+        const JobRecord* const record = Find(handle);
+        if (record == nullptr || !RTTI::gIsA<ConvertPDBJob>(*record->mJob))
+            return;
+        path = static_cast<const ConvertPDBJob&>(*record->mJob).CacheFilePath;
+    }
+    CacheFolder::sRemoveAbandoned(FileSystem::gGetDirectory(path));
 }
 
 void SymbolResolver::OnJobCompleted(SymbolResolverWorker& worker, uint32_t run, const RemoteJobCompleted& completed)
@@ -443,7 +494,8 @@ SymbolResolver::JobRecord* SymbolResolver::TakeResultOf(
     const SymbolResolverWorker& worker, uint32_t run, const RTTI::TypeHandle& type)
 {
     JobRecord* const record = FindRunning(worker, run);
-    if (record == nullptr || &record->mJob->GetType() != &type || std::exchange(record->mHasResult, true))
+    if (record == nullptr || !RTTI::gIsDerivedFrom(record->mJob->GetType(), type) ||
+        std::exchange(record->mHasResult, true))
     {
         Utility::gTrace("Worker %u sent a result that it was not asked for", worker.GetIndex());
         return nullptr;

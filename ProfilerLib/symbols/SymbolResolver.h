@@ -74,6 +74,12 @@ public:
         std::string symbolServerPath, std::string symbolCacheDirectory, std::vector<std::string> localDirectories,
         CancelHandler cancelCallback) EXCLUDES(mLock);
 
+    /// Unlike the other jobs for sources it has a handler of its own, which gets a `SourceLineData` or what says why
+    /// there is none, and leaves its worker running. Addresses count from the image's base.
+    uint32_t SubmitResolveSourceLines(PDBKey key, std::vector<uint64_t> addresses, std::string symbolServerPath,
+        std::string symbolCacheDirectory, std::vector<std::string> localDirectories, LineDataHandler onLineData,
+        CancelHandler cancelCallback) EXCLUDES(mLock);
+
     /// Moves a queued job to the head of the queue. Any other is left alone.
     void Prioritize(uint32_t handle) EXCLUDES(mLock);
 
@@ -94,7 +100,7 @@ private:
         std::shared_ptr<RemoteJobBase> mJob;
         CancelHandler mCancelCallback;
         FunctionDataHandler mOnFunctionData; ///< of a `ResolveFunctionDataJob`
-        LineDataHandler mOnLineData;         ///< of a `ResolveLineDataJob`
+        LineDataHandler mOnLineData;         ///< of a `ResolveLineDataJob` or one that is derived
         SymbolResolverWorker* mWorker = nullptr;
         uint32_t mRun = 0; ///< of the worker, once it has been sent; no run has the number 0
         int mLosses = 0;   ///< workers that ended while they ran it
@@ -118,6 +124,8 @@ private:
     };
 
     uint32_t Submit(std::unique_ptr<RemoteJobBase> job, JobRecord record) EXCLUDES(mLock);
+    SymbolResolverWorker* TakeIdleWorker(const JobRecord& record) REQUIRES(mLock);
+    bool IsAnyNearlyIdle() const REQUIRES(mLock);
     void Give(JobRecord& record, SymbolResolverWorker& worker) REQUIRES(mLock);
 
     /// The job that the process of `run` works on. Null when it has none or that is ending.
@@ -131,6 +139,8 @@ private:
     void TellEnd(const JobRecord& record, EEnd end) EXCLUDES(mLock);
     void TellFailure(const JobRecord& record) EXCLUDES(mLock);
     void OnWorkerLost(uint32_t handle) EXCLUDES(mLock);
+    /// Removes what a worker that has ended may have left half-written of this job.
+    void CleanUpAfter(uint32_t handle) EXCLUDES(mLock);
     void OnWorkerAvailable(SymbolResolverWorker& worker) REQUIRES(mLock);
     void KillUnresponsive(const std::vector<uint32_t>& handles) REQUIRES(mLock);
     bool AreGone(const std::vector<uint32_t>& handles) const REQUIRES(mLock);

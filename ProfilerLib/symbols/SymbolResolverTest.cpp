@@ -58,6 +58,15 @@ protected:
             });
     }
 
+    /// What there is in the cache beside files that are named as complete.
+    std::vector<std::string> ListUnfinishedFiles() const
+    {
+        std::vector<std::string> files;
+        static_cast<void>(FileSystem::gListFiles(mFolder / "cache", "", files, true));
+        std::erase_if(files, [](const std::string& file) { return file.ends_with(".symcache"); });
+        return files;
+    }
+
     Testing::Tally mTally;
     std::optional<SymbolResolver> mResolver;
 };
@@ -80,6 +89,20 @@ TEST_F(SymbolResolverTest, ConvertsWithOneProcessForManyJobs)
     EXPECT_EQ(mTally.Get("crash"), 0);
 }
 
+TEST_F(SymbolResolverTest, SourceLinesWaitForTheWorkerThatHasItsResult)
+{
+    // Between a result and the end of its job the worker is not idle yet.
+    Start(2);
+    mResolver->SetConvertCallbacks([](const std::string&, ESymbolLoadState) {},
+        [this](const PDBKey& key, std::unique_ptr<SymbolModule>, ConvertPDBResult::EResult) {
+            mResolver->SubmitResolveSourceLines(
+                key, {1}, "", "", {}, [this](std::unique_ptr<FunctionLineData>) { mTally.Add("lines"); }, [] {});
+        });
+    Submit("good/x");
+    mTally.WaitFor("lines", 1);
+    EXPECT_EQ(mTrace.Count("Starting process"), 1);
+}
+
 /// Every row ends, and the worker does its next job.
 TEST_F(SymbolResolverTest, EveryJobEndsWhateverItsWorkerDoes)
 {
@@ -98,6 +121,7 @@ TEST_F(SymbolResolverTest, EveryJobEndsWhateverItsWorkerDoes)
         {"missing", "bad", 1, "that was written by the SymbolResolverWorker does not exist"},
         {"broken", "bad", 1, "that was written by the SymbolResolverWorker could not be read: "},
         {"dies", "bad", 2, "Symbol resolver worker 0 exited with code 3"},
+        {"midway", "bad", 2, "which a process that was killed had left"},
         {"unreadable", "bad", 2, "that cannot be read, and is ended: "},
         {"huge", "bad", 2, "announced more than"},
         {"hangup", "bad", 2, "has failed"},
@@ -116,6 +140,7 @@ TEST_F(SymbolResolverTest, EveryJobEndsWhateverItsWorkerDoes)
         EXPECT_TRUE(mTrace.Contains(row.mTrace)) << path << "\n" << mTrace.GetText();
     }
     EXPECT_GE(mTally.Get("crash"), 4);
+    EXPECT_EQ(ListUnfinishedFiles(), std::vector<std::string>{});
 }
 
 TEST_F(SymbolResolverTest, WorkersThatCannotStartFailTheirJobs)
@@ -257,7 +282,7 @@ TEST_F(SymbolResolverTest, NoJobIsForgottenWhileWorkersAreKilled)
         }
     }};
     std::mt19937 random{7};
-    const std::string modes[] = {"good", "slow", "slow", "halfway", "none", "dies"};
+    const std::string modes[] = {"good", "slow", "slow", "halfway", "midway", "none", "dies"};
     std::vector<std::string> paths;
     for (int i = 0; i < numJobs; ++i)
     {
@@ -275,8 +300,9 @@ TEST_F(SymbolResolverTest, NoJobIsForgottenWhileWorkersAreKilled)
         EXPECT_EQ(mTally.Get("good " + path) + mTally.Get("bad " + path) + mTally.Get("cancelled " + path), 1) << path;
     std::printf("%d jobs, %d kills: %d good, %d failed\n", numJobs, numKilled, mTally.Get("good"), mTally.Get("bad"));
 
-    // What has the name of a file is a whole one.
+    // What has the name of a file is a whole one, and there is nothing else.
     mResolver.reset();
+    EXPECT_EQ(ListUnfinishedFiles(), std::vector<std::string>{});
     std::vector<std::string> files;
     static_cast<void>(FileSystem::gListFiles(mFolder / "cache", "symcache", files, true));
     for (const std::string& file : files)
@@ -284,6 +310,7 @@ TEST_F(SymbolResolverTest, NoJobIsForgottenWhileWorkersAreKilled)
         Utility::Result result;
         EXPECT_NE(SymbolModule::Load(file, mRegistry, 5, result), nullptr) << result.ToString();
     }
+    EXPECT_FALSE(files.empty());
 }
 
 TEST_F(SymbolResolverTest, TheDeathOfAWorkerIsHeardOf)

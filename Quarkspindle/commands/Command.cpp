@@ -19,7 +19,7 @@ std::string gGetVersionText()
 
 CLI::App& Command::AddWord(CLI::App& program, const std::string& word, const std::string& description)
 {
-    mWord = program.add_subcommand(word, description);
+    mWord = program.add_subcommand(word, description)->group("Commands");
     mWord->set_version_flag("--version", gGetVersionText(), "Print the version and exit");
     return *mWord;
 }

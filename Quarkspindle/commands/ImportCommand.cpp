@@ -84,7 +84,7 @@ void ImportCommand::Declare(CLI::App& program)
 bool ImportCommand::Run(const CommandContext& context, Utility::Result& result)
 {
     Host host;
-    if (!host.LoadPlugins(result))
+    if (!host.LoadPlugins(Host::EViews::Without, result))
         return false;
 
     const std::string directory = mDirectory.empty() ? Importers::gGetCaptureDirectory(mTrace) : mDirectory;

@@ -28,7 +28,7 @@ bool RepairCommand::Run(const CommandContext& context, Utility::Result& result)
 {
     Host host;
     std::string sessionPath;
-    if (!host.LoadPlugins(result) || !gFindDamagedCapture(mCapture, sessionPath, result))
+    if (!host.LoadPlugins(Host::EViews::Without, result) || !gFindDamagedCapture(mCapture, sessionPath, result))
         return false;
 
     CaptureRepair repair{host, sessionPath, mDropsDamaged, context.Interrupted};

@@ -36,11 +36,14 @@ bool ParseAddress(const std::string& text, uint64_t& address)
 }
 
 /// "path:line", or "-" where no line is known.
-std::string FormatSource(const Profiler::FunctionData& data)
+std::string FormatSource(const std::string& path, int32_t line)
 {
-    return data.ResolvedFunctionLine < 0
-               ? "-"
-               : gMakePrintable(data.SourcePath) + ":" + std::to_string(data.ResolvedFunctionLine);
+    return line < 0 ? "-" : gMakePrintable(path) + ":" + std::to_string(line);
+}
+
+std::string FormatSource(const Profiler::SourceLineData& data, std::size_t index)
+{
+    return data.Lines[index] <= 0 ? "-" : FormatSource(data.Paths[data.PathIndices[index]], data.Lines[index]);
 }
 
 /// The function of exactly that name, or the one function of that name whatever its parameters are.
@@ -73,7 +76,7 @@ void SymbolsCommand::Declare(CLI::App& program)
 {
     CLI::App& word = AddWord(program, "symbols",
         "Name the function and source line of addresses in a binary, list its functions, or show one's instructions");
-    word.add_option("BINARY", mBinary, "Program or library: ELF with a build-id, or a PE image")->required();
+    word.add_option("BINARY", mBinary, "Program or library: an ELF file or a PE image")->required();
     auto* addresses = word.add_option_function<std::vector<std::string>>(
         "ADDRESS",
         [this](const std::vector<std::string>& texts) {
@@ -129,22 +132,34 @@ void SymbolsCommand::SetLog() const
 
 bool SymbolsCommand::PrintAddresses(SymbolLookup& symbols, Output& output, Utility::Result& result) const
 {
+    struct Place
+    {
+        uint64_t mAddress;
+        uint64_t mOffset;
+        const Profiler::Symbol* mFunction;
+    };
+    std::vector<Place> places;
+    std::vector<uint64_t> offsets;
     for (const uint64_t address : mAddresses)
     {
         const uint64_t offset = symbols.MakeOffset(address);
-        const Profiler::Symbol* function = symbols.GetModule().FindByAddress(0, offset);
-        if (function == nullptr)
-        {
-            output.Print("0x%" PRIx64 "  ??\n", address);
-            continue;
-        }
-        const auto data = symbols.Resolve(*function, offset, result);
-        if (data == nullptr)
-            return false;
-        output.Print("0x%" PRIx64 "  %s+0x%" PRIx64 "  %s\n", address, gMakePrintable(function->Name).c_str(),
-            offset - function->Address, FormatSource(*data).c_str());
+        places.push_back({address, offset, symbols.GetModule().FindByAddress(0, offset)});
+        if (places.back().mFunction != nullptr)
+            offsets.push_back(offset);
     }
-    return true;
+    // Without lines there are still names to be shown.
+    const auto lines = symbols.FindLines(offsets, result);
+    std::size_t next = 0;
+    for (const Place& place : places)
+    {
+        if (place.mFunction == nullptr)
+            output.Print("0x%" PRIx64 "  ??\n", place.mAddress);
+        else
+            output.Print("0x%" PRIx64 "  %s+0x%" PRIx64 "  %s\n", place.mAddress,
+                gMakePrintable(place.mFunction->Name).c_str(), place.mOffset - place.mFunction->Address,
+                lines == nullptr ? "-" : FormatSource(*lines, next++).c_str());
+    }
+    return lines != nullptr;
 }
 
 void SymbolsCommand::PrintFunctions(const SymbolLookup& symbols, Output& output) const
@@ -168,7 +183,10 @@ bool SymbolsCommand::PrintInstructions(SymbolLookup& symbols, Output& output, Ut
     if (data->DisassemblyResult != Profiler::EDisassemblyResult::Success)
         return result.Fail(Serialization::Unspecified, "\"%s\" cannot be shown: %s",
             gMakePrintable(function->Name).c_str(), gMakePrintable(data->ErrorMessage).c_str());
-    output.Print("%s\n%s\n\n", gMakePrintable(function->Name).c_str(), FormatSource(*data).c_str());
+    const bool isOther = data->Result == Profiler::EResolveFunctionDataResult::SourceUnmatched;
+    output.Print("%s\n%s%s\n\n", gMakePrintable(function->Name).c_str(),
+        FormatSource(data->SourcePath, data->ResolvedFunctionLine).c_str(),
+        isOther ? "  (the file has changed since it was compiled)" : "");
     for (const Profiler::AsmInstruction& instruction : data->Instructions)
         output.Print(
             "%16" PRIx64 "  %-8s %s\n", instruction.Address, instruction.Mnemonic.c_str(), instruction.OpStr.c_str());

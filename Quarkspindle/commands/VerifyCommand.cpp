@@ -25,7 +25,7 @@ bool VerifyCommand::Run(const CommandContext&, Utility::Result& result)
 {
     Host host;
     std::string sessionPath;
-    if (!host.LoadPlugins(result) || !gFindCapture(mCapture, sessionPath, result))
+    if (!host.LoadPlugins(Host::EViews::Without, result) || !gFindCapture(mCapture, sessionPath, result))
         return false;
 
     Output output;

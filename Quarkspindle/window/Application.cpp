@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <QtGui/QIcon>
+
 #include "Quarkspindle/SettingsPath.h"
 #include "Quarkspindle/window/CaptureOpener.h"
 #include "Utility/Trace.h"
@@ -10,6 +12,7 @@
 static void gRegisterResources()
 {
     Q_INIT_RESOURCE(Cursors);
+    Q_INIT_RESOURCE(Icons);
 }
 
 namespace Quarkspindle
@@ -32,6 +35,14 @@ void TakeQtMessage(QtMsgType type, const QMessageLogContext&, const QString& tex
         Utility::gTrace("Qt: %s", text.toUtf8().constData());
     else
         sEarlyMessages.append(text);
+}
+
+QIcon MakeIcon()
+{
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 128})
+        icon.addFile(QString{":/Quarkspindle/icon-%1.png"}.arg(size));
+    return icon;
 }
 
 void OpenLog()
@@ -64,14 +75,15 @@ Application::Application(const std::atomic<bool>& interrupted) : mApplication{mN
     QCoreApplication::setApplicationName("quarkspindle");
     QGuiApplication::setApplicationDisplayName("Quarkspindle");
     QGuiApplication::setDesktopFileName("quarkspindle");
+    QGuiApplication::setWindowIcon(MakeIcon());
     mHost = std::make_unique<WindowHost>(gGetSettingsPath(), WindowHost::sGetDefaultLogPath());
     OpenLog();
     Utility::Result result;
-    if (!mHost->GetHost().LoadPlugins(result))
+    if (!mHost->GetHost().LoadPlugins(Host::EViews::With, result))
         mProblems.append(QString::fromStdString(gDescribe(result)));
     if (mHost->AreSettingsDamaged())
-        mProblems.append(QCoreApplication::translate(
-            "Application", "The settings file %1 could not be used; what it lacks has its default, and %2 says why")
+        mProblems.append(QCoreApplication::translate("Application",
+            "The settings file %1 is not complete and valid; what it lacks has its default, and %2 says why")
                              .arg(QString::fromStdString(mHost->GetSettings().GetPath()),
                                  QString::fromStdString(WindowHost::sGetDefaultLogPath())));
     QObject::connect(&mInterruptTimer, &QTimer::timeout, [&interrupted] {

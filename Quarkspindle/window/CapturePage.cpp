@@ -8,10 +8,13 @@
 #include <QtWidgets/QStackedLayout>
 #include <QtWidgets/QVBoxLayout>
 
+#include "BarChartPlugin/BarChart.h"
 #include "BarChartPlugin/BarChartModel.h"
 #include "ProfilerLib/plugin/ViewWidget.h"
 #include "ProfilerLib/session/Session.h"
 #include "ProfilerLib/session/TraceEventStream.h"
+#include "Quarkspindle/Output.h"
+#include "Quarkspindle/window/BlankView.h"
 #include "Quarkspindle/window/EventPanel.h"
 #include "Quarkspindle/window/OccurrencePanel.h"
 #include "Quarkspindle/window/ProgressPanel.h"
@@ -88,6 +91,14 @@ void CapturePage::OnOpened(OpenedCapture capture)
 
 void CapturePage::BuildContent()
 {
+    // The tab key goes through the panels in the order in which they are made.
+    mColumns = new QSplitter{Qt::Horizontal, this};
+    mColumns->setObjectName(cColumnsState);
+    if (mCapture.mModel != nullptr)
+    {
+        mEvents = new EventPanel{*mCapture.mSession, *mCapture.mModel, mColumns};
+        mColumns->addWidget(mEvents);
+    }
     mViewContainer = new QWidget{this};
     auto* viewLayout = new QVBoxLayout{mViewContainer};
     viewLayout->setContentsMargins(0, 0, 0, 0);
@@ -106,13 +117,9 @@ void CapturePage::BuildContent()
     mRows = new QSplitter{Qt::Vertical, this};
     mRows->setObjectName(cRowsState);
     mRows->addWidget(mViewContainer);
-    mColumns = new QSplitter{Qt::Horizontal, this};
-    mColumns->setObjectName(cColumnsState);
     if (mCapture.mModel != nullptr)
     {
-        mEvents = new EventPanel{*mCapture.mSession, *mCapture.mModel, mColumns};
         mOccurrences = new OccurrencePanel{mHost.GetHost().GetJobScheduler(), mRows};
-        mColumns->addWidget(mEvents);
         mRows->addWidget(mOccurrences);
         mRows->setStretchFactor(0, 3);
         mRows->setStretchFactor(1, 2);
@@ -124,6 +131,9 @@ void CapturePage::BuildContent()
     mRows->setSizes({540, 360});
     mColumns->restoreState(mState.Get(cColumnsState));
     mRows->restoreState(mState.Get(cRowsState));
+    // A chart that has no room never starts.
+    mColumns->setChildrenCollapsible(false);
+    mRows->setChildrenCollapsible(false);
 
     mViews = std::make_unique<ViewLink>(mHost.GetHost().GetMessageBus(), *mCapture.mSession, widgets);
     connect(mViews.get(), &ViewLink::ChartShown, this, &CapturePage::OnChartShown);
@@ -147,6 +157,14 @@ void CapturePage::BuildContent()
 std::vector<Profiler::ViewWidget*> CapturePage::CreateViews()
 {
     std::vector<Profiler::ViewWidget*> widgets;
+    std::string reason;
+    if (!mHost.StartGraphics(reason))
+    {
+        if (mCapture.mModel == nullptr)
+            return widgets;
+        mPluginViews.push_back(std::make_unique<BlankView>(*mCapture.mModel, mHost.GetHost().GetMessageBus(), reason));
+        return mPluginViews.back()->GetWidgets();
+    }
     const Profiler::PluginList& plugins = mHost.GetHost().GetPlugins();
     const std::vector<Profiler::Model*> models = mCapture.mSession->GetModels();
     for (std::size_t i = 0; i < std::min(plugins.size(), models.size()); ++i)
@@ -222,6 +240,11 @@ void CapturePage::OnChartShown(const Profiler::BarChart* chart)
 {
     const Profiler::BarChartDescription& description = chart->GetDescription();
     mOccurrences->SetChart(chart);
+    mViews->SetDescription(tr("%1 on thread %2, %3")
+                               .arg(QString::fromStdString(description.Name))
+                               .arg(description.ThreadID)
+                               .arg(QString::fromStdString(gFormatCount(
+                                   static_cast<uint64_t>(chart->GetNumEvents()), "occurrence", "occurrences"))));
     mEvents->MarkChart(description.Name, description.ThreadID);
     mState.SetLastChart(mCapture.mSession->GetPath(), {description.Name, description.ThreadID});
     if (mWantedBars)
@@ -239,7 +262,13 @@ void CapturePage::OnChartShown(const Profiler::BarChart* chart)
 void CapturePage::OnBarsPicked(int first, int last)
 {
     if (const Profiler::BarChart* chart = GetChart())
+    {
+        // First, since a view gives up what is selected in it.
+        const auto& bars = chart->GetLOD(0).Bars;
+        mViewHost.RangeChosen.Fire(
+            bars[static_cast<std::size_t>(first)].StartTimeMs, bars[static_cast<std::size_t>(last)].EndTimeMs);
         mViews->SelectBars(*chart, first, last);
+    }
     emit Changed();
 }
 
@@ -249,6 +278,12 @@ void CapturePage::SetViewsOnly()
         return;
     mEvents->hide();
     mOccurrences->hide();
+}
+
+void CapturePage::FocusViews()
+{
+    QWidget* chart = mViewContainer->findChild<QOpenGLWidget*>();
+    (chart != nullptr ? chart : mViewContainer)->setFocus();
 }
 
 QImage CapturePage::GrabChart() const

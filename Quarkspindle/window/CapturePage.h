@@ -68,6 +68,8 @@ public:
     ViewLink* GetViews() const { return mViews.get(); }
     /// What the views are in: actions with keys that only they are to hear are added here.
     QWidget* GetViewContainer() const { return mViewContainer; }
+    /// Puts the keyboard on the chart.
+    void FocusViews();
     /// Leaves out all but the views.
     void SetViewsOnly();
 

@@ -4,11 +4,11 @@
 #include <QtWidgets/QHeaderView>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
-#include <QtWidgets/QTableView>
 #include <QtWidgets/QVBoxLayout>
 
 #include "Quarkspindle/Output.h"
 #include "Quarkspindle/window/EventModel.h"
+#include "Quarkspindle/window/RowTable.h"
 
 namespace Quarkspindle
 {
@@ -17,7 +17,7 @@ EventPanel::EventPanel(const Profiler::Session& session, const Profiler::BarChar
     : QWidget{parent},
       mModel{new EventModel{session, charts, this}},
       mSearch{new QLineEdit{this}},
-      mList{new QTableView{this}},
+      mList{new RowTable{this}},
       mCount{new QLabel{this}}
 {
     mSearch->setObjectName("eventSearch");
@@ -30,18 +30,10 @@ EventPanel::EventPanel(const Profiler::Session& session, const Profiler::BarChar
     mList->setObjectName("eventList");
     mList->setAccessibleName(tr("Events"));
     mList->setModel(mModel);
-    mList->setSelectionBehavior(QAbstractItemView::SelectRows);
     mList->setSelectionMode(QAbstractItemView::SingleSelection);
-    mList->setShowGrid(false);
-    mList->setWordWrap(false);
-    mList->setTabKeyNavigation(false);
-    mList->setCornerButtonEnabled(false);
-    mList->verticalHeader()->hide();
-    mList->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    mList->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
-    mList->horizontalHeader()->setHighlightSections(false);
-    mList->horizontalHeader()->setStretchLastSection(true);
-    mList->setColumnWidth(EventModel::Event, fontMetrics().averageCharWidth() * 26);
+    mList->horizontalHeader()->setStretchLastSection(false);
+    mList->horizontalHeader()->setSectionResizeMode(EventModel::Event, QHeaderView::Stretch);
+    mList->setColumnWidth(EventModel::Thread, fontMetrics().averageCharWidth() * 14);
     mList->installEventFilter(this);
     connect(mList, &QTableView::doubleClicked, this, &EventPanel::Pick);
 

@@ -7,7 +7,6 @@
 
 class QLabel;
 class QLineEdit;
-class QTableView;
 
 namespace Profiler
 {
@@ -19,6 +18,7 @@ namespace Quarkspindle
 {
 
 class EventModel;
+class RowTable;
 
 /// The searchable list of a capture's events and threads. Enter or a double click on a row picks its chart; Down leads
 /// from the search to the list.
@@ -47,7 +47,7 @@ private:
 
     EventModel* mModel;
     QLineEdit* mSearch;
-    QTableView* mList;
+    RowTable* mList;
     QLabel* mCount;
 };
 

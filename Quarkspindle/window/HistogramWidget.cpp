@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <QtGui/QAccessible>
 #include <QtGui/QHelpEvent>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
@@ -51,8 +52,17 @@ void HistogramWidget::SetLogarithmic(bool isLogarithmic)
 
 void HistogramWidget::SetRange(std::optional<Range> range)
 {
+    if (range == mRange)
+        return;
     mRange = range;
     update();
+    QAccessibleValueChangeEvent event{this, DescribeRange()};
+    QAccessible::updateAccessibility(&event);
+}
+
+QString HistogramWidget::DescribeRange() const
+{
+    return mRange ? MakeText(mRange->first) + QString::fromUtf8(" – ") + MakeText(mRange->second) : QString{};
 }
 
 QSize HistogramWidget::sizeHint() const
@@ -171,18 +181,22 @@ void HistogramWidget::PaintEnds(QPainter& painter) const
     const QRectF plot = GetPlot();
     const QRectF line{plot.left(), plot.bottom(), plot.width(), height() - plot.bottom()};
     painter.setPen(palette().color(QPalette::Text));
-    painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, MakeText(mHistogram.GetDuration(0.0, mIsLogarithmic)));
-    painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, MakeText(mHistogram.GetDuration(1.0, mIsLogarithmic)));
-    if (mRange)
-        painter.drawText(
-            line, Qt::AlignCenter, MakeText(mRange->first) + QString::fromUtf8(" – ") + MakeText(mRange->second));
+    const QString range = DescribeRange();
+    painter.drawText(line, Qt::AlignCenter, range);
+    // The ends stand beside the range that is picked, where there is room.
+    const double room = (line.width() - fontMetrics().horizontalAdvance(range)) / (range.isEmpty() ? 1.0 : 2.0);
+    for (const auto& [position, side] : {std::pair{0.0, Qt::AlignLeft}, std::pair{1.0, Qt::AlignRight}})
+    {
+        const QString end = MakeText(mHistogram.GetDuration(position, mIsLogarithmic));
+        if (fontMetrics().horizontalAdvance(end) + cMargin <= room)
+            painter.drawText(line, side | Qt::AlignVCenter, end);
+    }
 }
 
 void HistogramWidget::Pick(double positionA, double positionB)
 {
     const auto [first, last] = std::minmax(positionA, positionB);
-    mRange = Range{mHistogram.GetDuration(first, mIsLogarithmic), mHistogram.GetDuration(last, mIsLogarithmic)};
-    update();
+    SetRange(Range{mHistogram.GetDuration(first, mIsLogarithmic), mHistogram.GetDuration(last, mIsLogarithmic)});
 }
 
 void HistogramWidget::mousePressEvent(QMouseEvent* event)

@@ -29,12 +29,14 @@ public:
     void SetRange(std::optional<Range> range);
 
     const std::optional<Range>& GetRange() const { return mRange; }
+    /// For people; empty when none is picked.
+    QString DescribeRange() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 signals:
-    /// The user picked another range; at the end of a drag. Not a number: none.
+    /// The user picked another range, or gave it up; at the end of a drag.
     void RangePicked();
 
 protected:

@@ -13,7 +13,6 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QMessageBox>
-#include <QtWidgets/QScrollArea>
 #include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QStatusBar>
 #include <QtWidgets/QTabBar>
@@ -48,13 +47,19 @@ constexpr double cPanToEnd = 1e12;
 
 constexpr int cStatusTimeMs = 8000;
 
-QString MakeTabTitle(const QString& path)
+/// The capture's or the trace's, for people.
+QString MakeName(const QString& path)
 {
-    QString name = QFileInfo{QFileInfo{path}.isDir() ? QFileInfo{path}.absoluteFilePath() : path}.fileName();
+    QString name = QFileInfo{path}.fileName();
     if (name.endsWith(".session"))
         name.chop(8);
-    // A tab takes this for the key of its title.
-    return name.replace('&', "&&");
+    return name;
+}
+
+/// Menus and tabs take this character for the mark of a key.
+QString MakeLabel(QString text)
+{
+    return text.replace('&', "&&");
 }
 
 }
@@ -134,8 +139,13 @@ CapturePage* MainWindow::Open(const QString& path)
         [this](int kind, const QString& text) { mMessages->Show(static_cast<MessageStrip::EKind>(kind), text); });
     connect(page, &CapturePage::Changed, this, [this, page] { OnPageChanged(*page); });
     connect(page, &CapturePage::Failed, this, [this, page] { OnPageFailed(*page); });
-    mTabs->addTab(page, MakeTabTitle(absolute));
+    mTabs->addTab(page, MakeLabel(MakeName(absolute)));
     mTabs->setTabToolTip(mTabs->count() - 1, absolute.toHtmlEscaped());
+    for (const auto side : {QTabBar::LeftSide, QTabBar::RightSide})
+    {
+        if (QWidget* close = mTabs->tabBar()->tabButton(mTabs->count() - 1, side))
+            close->setAccessibleName(tr("Close %1").arg(MakeName(absolute)));
+    }
     mTabs->setCurrentWidget(page);
     UpdateCommands();
     return page;
@@ -155,7 +165,7 @@ void MainWindow::OnPageChanged(CapturePage& page)
         });
         mState.AddRecentFile(page.GetPath());
         page.ShowAnyChart();
-        page.GetViewContainer()->setFocus();
+        page.FocusViews();
     }
     UpdateCommands();
 }
@@ -217,7 +227,7 @@ QAction* MainWindow::AddPageCommand(
 void MainWindow::AddViewCommand(
     QMenu& menu, const QString& text, const QList<QKeySequence>& keys, const PageCommand& run)
 {
-    QAction* action = AddPageCommand(menu, text, keys, ENeeds::Chart, run);
+    QAction* action = AddPageCommand(menu, text, keys, ENeeds::Drawing, run);
     action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     mViewCommands.push_back(action);
 }
@@ -228,10 +238,9 @@ void MainWindow::BuildFileMenu()
     AddCommand(menu, tr("&Open…"), {QKeySequence::Open}, ENeeds::Nothing, [this] { ShowOpenDialog(); });
     mRecentMenu = menu.addMenu(tr("Open &Recent"));
     connect(mRecentMenu, &QMenu::aboutToShow, this, &MainWindow::FillRecentMenu);
-    AddCommand(
-        menu, tr("&Close"), {QKeySequence::Close}, ENeeds::Nothing, [this] { ClosePage(mTabs->currentIndex()); });
+    AddCommand(menu, tr("&Close"), {QKeySequence::Close}, ENeeds::Page, [this] { ClosePage(mTabs->currentIndex()); });
     menu.addSeparator();
-    AddPageCommand(menu, tr("&Save Chart as Picture…"), {QKeySequence::Save}, ENeeds::Chart,
+    AddPageCommand(menu, tr("&Save Chart as Picture…"), {QKeySequence::Save}, ENeeds::Drawing,
         [this](CapturePage& page) { ExportChart(page); });
     QMenu& table = *menu.addMenu(tr("Save &Table"));
     const std::pair<QString, OccurrencePanel::ERows> kinds[] = {{tr("&All Occurrences…"), OccurrencePanel::ERows::All},
@@ -257,12 +266,12 @@ void MainWindow::BuildChartMenu()
     const std::tuple<QString, Qt::Key, const char*> actions[] = {{tr("&Fit"), Qt::Key_F, "actionZoomToExtents"},
         {tr("&Normalise"), Qt::Key_N, "actionNormalize"}, {tr("&Average"), Qt::Key_A, "actionAverage"}};
     for (const auto& [text, key, name] : actions)
-        AddPageCommand(menu, text, {QKeySequence{key}}, ENeeds::Chart,
+        AddPageCommand(menu, text, {QKeySequence{key}}, ENeeds::Drawing,
             [name = name](CapturePage& page) { page.GetViews()->Trigger(name); });
     menu.addSeparator();
-    AddPageCommand(menu, tr("Zoom &In"), {QKeySequence{Qt::Key_Plus}, QKeySequence{Qt::Key_Equal}}, ENeeds::Chart,
+    AddPageCommand(menu, tr("Zoom &In"), {QKeySequence{Qt::Key_Plus}, QKeySequence{Qt::Key_Equal}}, ENeeds::Drawing,
         [](CapturePage& page) { page.GetViews()->Move(0.0, cZoomStep); });
-    AddPageCommand(menu, tr("Zoom &Out"), {QKeySequence{Qt::Key_Minus}}, ENeeds::Chart,
+    AddPageCommand(menu, tr("Zoom &Out"), {QKeySequence{Qt::Key_Minus}}, ENeeds::Drawing,
         [](CapturePage& page) { page.GetViews()->Move(0.0, -cZoomStep); });
     const std::tuple<QString, QKeySequence, double> moves[] = {{tr("Earlier"), QKeySequence{Qt::Key_Left}, -cPanStep},
         {tr("Later"), QKeySequence{Qt::Key_Right}, cPanStep},
@@ -284,6 +293,16 @@ void MainWindow::BuildOccurrenceMenu()
     AddPageCommand(menu, tr("&Next"), {QKeySequence{Qt::Key_Period}}, ENeeds::Chart,
         [](CapturePage& page) { page.GetOccurrences()->SelectNext(); });
     AddCommand(menu, tr("&Clear Selection"), {QKeySequence{Qt::Key_Escape}}, ENeeds::Chart, [this] { Escape(); });
+    menu.addSeparator();
+    AddPageCommand(menu, tr("&Filter by Context"), {QKeySequence{tr("Ctrl+Shift+F")}}, ENeeds::Capture,
+        [](CapturePage& page) { page.GetOccurrences()->StartFilter(); });
+    const std::tuple<QString, QString, EOccurrenceOrder> columns[] = {
+        {tr("Sort by &Start"), tr("Ctrl+1"), EOccurrenceOrder::Start},
+        {tr("Sort by &Duration"), tr("Ctrl+2"), EOccurrenceOrder::Duration},
+        {tr("Sort by C&ontext"), tr("Ctrl+3"), EOccurrenceOrder::Context}};
+    for (const auto& [text, key, order] : columns)
+        AddPageCommand(menu, text, {QKeySequence{key}}, ENeeds::Chart,
+            [order = order](CapturePage& page) { page.GetOccurrences()->SortBy(order); });
 }
 
 void MainWindow::BuildHelpMenu()
@@ -293,36 +312,75 @@ void MainWindow::BuildHelpMenu()
     AddCommand(menu, tr("&About Quarkspindle"), {}, ENeeds::Nothing, [this] { ShowAbout(); });
 }
 
-void MainWindow::UpdateCommands()
+bool MainWindow::IsMet(ENeeds needs) const
 {
     const CapturePage* page = GetCurrentPage();
     const bool hasCapture = page != nullptr && page->GetOccurrences() != nullptr;
     const bool hasChart = hasCapture && page->GetChart() != nullptr;
+    switch (needs)
+    {
+    case ENeeds::Nothing:
+        return true;
+    case ENeeds::Page:
+        return page != nullptr;
+    case ENeeds::Capture:
+        return hasCapture;
+    case ENeeds::Chart:
+        return hasChart;
+    case ENeeds::Drawing:
+        return hasChart && page->GetViews()->CanDraw();
+    }
+    return false;
+}
+
+void MainWindow::UpdateCommands()
+{
+    const CapturePage* page = GetCurrentPage();
     for (const auto& [action, needs] : mCommands)
-        action->setEnabled(needs == ENeeds::Nothing || (needs == ENeeds::Capture ? hasCapture : hasChart));
+        action->setEnabled(IsMet(needs));
     mStack->setCurrentIndex(mTabs->count() > 0 ? 1 : 0);
     if (mTabs->count() == 0)
         mWelcome->SetRecentFiles(mState.GetRecentFiles());
-    setWindowTitle(page != nullptr ? mTabs->tabText(mTabs->currentIndex()).replace("&&", "&") + " – Quarkspindle"
-                                   : QString{"Quarkspindle"});
+    setWindowTitle(
+        page != nullptr ? MakeName(page->GetPath()) + QString::fromUtf8(" – Quarkspindle") : QString{"Quarkspindle"});
 }
 
 void MainWindow::ShowOpenDialog()
 {
-    const QString path =
-        QFileDialog::getOpenFileName(this, tr("Open a Trace or a Capture"), QString::fromUtf8(mState.Get(cFolderState)),
+    const QStringList paths =
+        QFileDialog::getOpenFileNames(this, tr("Open Traces or Captures"), QString::fromUtf8(mState.Get(cFolderState)),
             tr("Traces and captures (*.json *.json.gz *.json.zst *.session);;All files (*)"));
-    if (path.isEmpty())
-        return;
+    for (const QString& path : paths)
+    {
+        RememberFolder(path);
+        Open(path);
+    }
+}
+
+void MainWindow::RememberFolder(const QString& path)
+{
     mState.Set(cFolderState, QFileInfo{path}.absolutePath().toUtf8());
-    Open(path);
+}
+
+QString MainWindow::AskForNewFile(
+    const CapturePage& page, const QString& title, const QString& suffix, const QString& filter)
+{
+    QFileDialog dialog{this, title, QString::fromUtf8(mState.Get(cFolderState)), filter};
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(suffix);
+    dialog.selectFile(MakeName(page.GetPath()) + '.' + suffix);
+    if (dialog.exec() != QDialog::Accepted)
+        return {};
+    const QString path = dialog.selectedFiles().first();
+    RememberFolder(path);
+    return path;
 }
 
 void MainWindow::FillRecentMenu()
 {
     mRecentMenu->clear();
     for (const QString& path : mState.GetRecentFiles())
-        mRecentMenu->addAction(QString{path}.replace('&', "&&"), this, [this, path] { Open(path); });
+        mRecentMenu->addAction(MakeLabel(path), this, [this, path] { Open(path); });
     mRecentMenu->addSeparator();
     mRecentMenu->addAction(tr("Clear"), this, [this] {
         mState.ClearRecentFiles();
@@ -332,8 +390,7 @@ void MainWindow::FillRecentMenu()
 
 void MainWindow::ExportChart(CapturePage& page)
 {
-    const QString path = QFileDialog::getSaveFileName(
-        this, tr("Save Chart as Picture"), MakeTabTitle(page.GetPath()) + ".png", tr("PNG pictures (*.png)"));
+    const QString path = AskForNewFile(page, tr("Save Chart as Picture"), "png", tr("PNG pictures (*.png)"));
     if (path.isEmpty())
         return;
     QSaveFile file{path};
@@ -351,8 +408,7 @@ void MainWindow::ExportTable(CapturePage& page, OccurrencePanel::ERows rows)
         statusBar()->showMessage(tr("No occurrences are selected"), cStatusTimeMs);
         return;
     }
-    const QString path = QFileDialog::getSaveFileName(
-        this, tr("Save Table"), MakeTabTitle(page.GetPath()) + ".csv", tr("Comma-separated values (*.csv)"));
+    const QString path = AskForNewFile(page, tr("Save Table"), "csv", tr("Comma-separated values (*.csv)"));
     if (!path.isEmpty() && !page.GetOccurrences()->ExportCsv(rows, path.toStdString()))
         mMessages->Show(MessageStrip::EKind::Notice, tr("Another table is being written: try again when it is done"));
 }
@@ -390,23 +446,37 @@ void MainWindow::ShowSettings()
 
 QString MainWindow::DescribeKeys() const
 {
-    QString text = "<table cellspacing=6>";
+    std::vector<QString> cells;
+    const auto add = [&](const QString& keys, const QString& what) {
+        cells.push_back("<td><b>" + keys.toHtmlEscaped() + "</b></td><td>" + what.toHtmlEscaped() + "</td>");
+    };
     for (const auto& [action, needs] : mCommands)
     {
         QStringList keys;
         for (const QKeySequence& key : action->shortcuts())
-            keys.append(key.toString(QKeySequence::NativeText).toHtmlEscaped());
+            keys.append(key.toString(QKeySequence::NativeText));
         if (!keys.isEmpty())
-            text += "<tr><td><b>" + keys.join(tr(" or ")) + "</b></td><td>" +
-                    action->text().remove('&').remove(QChar{0x2026}).toHtmlEscaped() + "</td></tr>";
+            add(keys.join(tr(" or ")), action->text().remove('&').remove(QChar{0x2026}));
     }
     const Profiler::InputSettings& input = mHost.GetSettings().GetInputSettings();
     const std::pair<Profiler::EAction, QString> mouse[] = {
         {Profiler::EAction::Zoom, tr("with the mouse wheel or a drag: zoom")},
         {Profiler::EAction::Pan, tr("with a drag: pan")}};
     for (const auto& [action, what] : mouse)
-        text += "<tr><td><b>" + QString::fromStdString(Input::gGetKeyName(input.GetKey(action))).toHtmlEscaped() +
-                "</b></td><td>" + what + "</td></tr>";
+    {
+        if (input.GetKey(action) != Input::EKeyCode::None)
+            add(QString::fromStdString(Input::gGetKeyName(input.GetKey(action))), what);
+    }
+
+    // Side by side, so that they fit on a small screen.
+    const std::size_t numRows = (cells.size() + 1) / 2;
+    QString text = "<table cellspacing=6>";
+    for (std::size_t row = 0; row < numRows; ++row)
+    {
+        text += "<tr>" + cells[row] + "<td width=24></td>";
+        text += row + numRows < cells.size() ? cells[row + numRows] : QString{};
+        text += "</tr>";
+    }
     return text + "</table>";
 }
 

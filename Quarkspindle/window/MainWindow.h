@@ -55,8 +55,10 @@ private:
     enum class ENeeds
     {
         Nothing,
+        Page,
         Capture,
         Chart,
+        Drawing, ///< of a chart; there is none without OpenGL
     };
 
     void BuildMenus();
@@ -76,6 +78,10 @@ private:
     void ShowKeys();
     void ShowAbout();
     void FillRecentMenu();
+    /// Where to write a file of that suffix; empty when the user gives up.
+    QString AskForNewFile(const CapturePage& page, const QString& title, const QString& suffix, const QString& filter);
+    void RememberFolder(const QString& path);
+    bool IsMet(ENeeds needs) const;
     void ExportChart(CapturePage& page);
     void ExportTable(CapturePage& page, OccurrencePanel::ERows rows);
     void CopySelection(CapturePage& page);

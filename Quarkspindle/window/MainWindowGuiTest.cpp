@@ -3,39 +3,31 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <QtGui/QClipboard>
-#include <QtTest/QTest>
-#include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QHeaderView>
-#include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QOpenGLWidget>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSlider>
 #include <QtWidgets/QTabWidget>
-#include <QtWidgets/QTableView>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "BarChartPlugin/BarChart.h"
 #include "ProfilerLib/plugin/Message.h"
 #include "ProfilerLib/plugin/MessageBus.h"
 #include "ProfilerLib/session/Session.h"
-#include "Quarkspindle/window/CapturePage.h"
 #include "Quarkspindle/window/EventPanel.h"
 #include "Quarkspindle/window/HistogramWidget.h"
-#include "Quarkspindle/window/MessageStrip.h"
 #include "Quarkspindle/window/SettingsDialog.h"
 #include "Quarkspindle/window/ViewLink.h"
-#include "Quarkspindle/window/WindowHost.h"
+#include "Quarkspindle/window/WindowFixture.h"
 #include "Utility/Hash.h"
-#include "Utility/TemporaryFolder.h"
 
 namespace Quarkspindle
 {
@@ -44,27 +36,6 @@ namespace
 {
 
 using testing::HasSubstr;
-
-constexpr int cLongestWaitMs = 20000;
-
-bool WaitFor(const std::function<bool()>& condition)
-{
-    return QTest::qWaitFor(condition, cLongestWaitMs);
-}
-
-/// "work" occurs `count` times on thread 7, as `detail` i, for i + 1 ms, and "rest" twice on thread 8.
-std::string MakeTrace(int count)
-{
-    std::string trace = R"({"traceEvents":[{"ph":"M","pid":7,"tid":7,"name":"thread_name","args":{"name":"main"}})";
-    for (int i = 0; i < count; ++i)
-        trace += ",\n{\"ph\":\"X\",\"pid\":7,\"tid\":7,\"ts\":" + std::to_string(i * 1000000) +
-                 ",\"dur\":" + std::to_string((i + 1) * 1000) + ",\"name\":\"work\",\"args\":{\"detail\":\"<item> " +
-                 std::to_string(i) + "\"}}";
-    for (const int start : {0, 5000})
-        trace +=
-            ",\n{\"ph\":\"X\",\"pid\":7,\"tid\":8,\"ts\":" + std::to_string(start) + ",\"dur\":1000,\"name\":\"rest\"}";
-    return trace + "]}";
-}
 
 /// The names of all messages on the bus.
 class BusLog final : public Profiler::MessageListener
@@ -84,104 +55,6 @@ public:
     std::vector<std::string> mNames;
     double mStart = -2.0; ///< of the last "BarSelected"
     double mPan = 0.0;    ///< of the last "MoveChart"
-};
-
-/// One window on a desktop of its own, with its files in a folder of its own.
-class WindowTest : public testing::Test
-{
-protected:
-    void MakeWindow(WindowHost& host)
-    {
-        host.GetSettings().GetSymbolSettings().CaptureTargetDirectory = mFolder / "captures";
-        mState = std::make_unique<WindowState>(QString::fromStdString(mFolder / "window.ini"));
-        mWindow = std::make_unique<MainWindow>(host, *mState);
-        mWindow->resize(1200, 800);
-        mWindow->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(mWindow.get()));
-        QApplication::setActiveWindow(mWindow.get());
-    }
-
-    CapturePage* Open(const std::string& path) { return mWindow->Open(QString::fromStdString(path)); }
-
-    /// Opens it and waits for its first chart with all its rows.
-    CapturePage* OpenWithChart(const std::string& path)
-    {
-        CapturePage* page = Open(path);
-        EXPECT_TRUE(WaitFor([&] { return HasRows(*page); })) << GetMessages();
-        return page;
-    }
-
-    static bool HasRows(const CapturePage& page)
-    {
-        return page.GetChart() != nullptr && !page.GetOccurrences()->IsBusy();
-    }
-
-    std::string GetMessages() const { return mWindow->GetMessages().GetTexts().join("\n").toStdString(); }
-
-    template <class Widget>
-    Widget& Find(const char* name) const
-    {
-        auto* widget = mWindow->GetCurrentPage()->findChild<Widget*>(name);
-        EXPECT_NE(widget, nullptr) << name;
-        return *widget;
-    }
-
-    int GetNumRows() const { return Find<QTableView>("occurrenceTable").model()->rowCount(); }
-
-    std::string GetCell(int row, int column) const
-    {
-        const QAbstractItemModel& model = *Find<QTableView>("occurrenceTable").model();
-        return model.index(row, column).data().toString().toStdString();
-    }
-
-    std::string GetStatistics() const
-    {
-        return Find<QLabel>("statistics").text().replace(QChar::Nbsp, ' ').toStdString();
-    }
-
-    std::vector<int> GetSelectedRows() const
-    {
-        std::vector<int> rows;
-        for (const QModelIndex& index : Find<QTableView>("occurrenceTable").selectionModel()->selectedRows())
-            rows.push_back(index.row());
-        return rows;
-    }
-
-    void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        QWidget* target = mWindow->focusWidget() != nullptr ? mWindow->focusWidget() : mWindow.get();
-        QTest::keyClick(target, key, modifiers);
-    }
-
-    TemporaryFolder mFolder;
-    std::unique_ptr<WindowState> mState;
-    std::unique_ptr<MainWindow> mWindow;
-};
-
-/// With the plug-in, which one process can have only once.
-class MainWindowTest : public WindowTest
-{
-protected:
-    static void SetUpTestSuite()
-    {
-        sFolder = new TemporaryFolder;
-        sHost = new WindowHost{*sFolder / "settings.json", *sFolder / "log"};
-        Utility::Result result;
-        ASSERT_TRUE(sHost->GetHost().LoadPlugin(BARCHARTPLUGIN_MODULE, result)) << result.ToString();
-    }
-
-    static void TearDownTestSuite()
-    {
-        delete sHost;
-        delete sFolder;
-    }
-
-    void SetUp() override { MakeWindow(*sHost); }
-
-    void TearDown() override { mWindow.reset(); }
-
-    static inline TemporaryFolder* sFolder = nullptr;
-    static inline WindowHost* sHost = nullptr;
 };
 
 TEST_F(MainWindowTest, TraceBecomesACaptureOnceAndItsBusiestChartIsShown)
@@ -390,17 +263,7 @@ TEST_F(MainWindowTest, LastChartComesBackWithItsCapture)
 
 TEST_F(MainWindowTest, EmptyCaptureIsShownAndTakesAllCommands)
 {
-    Host& host = sHost->GetHost();
-    ASSERT_TRUE(std::filesystem::create_directory(mFolder / "empty"));
-    {
-        Profiler::Session session{mFolder / "empty/x.session", nullptr, &host.GetJobScheduler(), &host.GetPlugins()};
-        Utility::Result result;
-        session.CreateModels();
-        ASSERT_TRUE(session.BeginModels(result) && session.EndModels(result)) << result.ToString();
-    }
-    CapturePage* page = Open(mFolder / "empty");
-    ASSERT_TRUE(WaitFor([&] { return page->GetOccurrences() != nullptr && page->GetViews()->IsReady(); }))
-        << GetMessages();
+    CapturePage* page = OpenEmptyCapture(sHost->GetHost());
     for (const Qt::Key key : {Qt::Key_M, Qt::Key_Period, Qt::Key_Comma, Qt::Key_F, Qt::Key_N, Qt::Key_A, Qt::Key_Escape,
              Qt::Key_Plus, Qt::Key_Home})
         Press(key);
@@ -441,6 +304,63 @@ TEST_F(MainWindowTest, SettingsAreSavedAndTold)
         loaded.GetSymbolSettings().SymbolLocations, (std::vector<Profiler::SymbolLocation>{{"/srv/symbols", true}}));
     EXPECT_EQ(loaded.GetSymbolSettings().GetSymbolCacheDirectory(), mFolder / "symbols");
     EXPECT_FLOAT_EQ(loaded.GetInputSettings().GetMouseWheelSensitivity(false), 0.75F);
+}
+
+TEST_F(MainWindowTest, SettingsThatCannotWorkAreNotSaved)
+{
+    SettingsDialog dialog{sHost->GetSettings(), mWindow.get()};
+    const QPushButton& ok = *dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+    const QLabel& problem = *dialog.findChild<QLabel*>("problem");
+    EXPECT_TRUE(ok.isEnabled());
+    auto& folder = *dialog.findChild<QLineEdit*>("captureDirectory");
+    const QString before = folder.text();
+    for (const char* text : {"", " ", "relative/path"})
+    {
+        folder.setText(text);
+        EXPECT_FALSE(ok.isEnabled()) << text;
+        EXPECT_THAT(problem.text().toStdString(), HasSubstr("whole path"));
+    }
+    folder.setText(before);
+    EXPECT_TRUE(ok.isEnabled() && problem.text().isEmpty());
+    const auto boxes = dialog.findChildren<QComboBox*>();
+    boxes[1]->setCurrentIndex(boxes[0]->currentIndex());
+    EXPECT_FALSE(ok.isEnabled());
+    EXPECT_THAT(problem.text().toStdString(), HasSubstr("same key"));
+    // None is no key.
+    boxes[0]->setCurrentIndex(0);
+    boxes[1]->setCurrentIndex(0);
+    EXPECT_TRUE(ok.isEnabled());
+}
+
+TEST_F(MainWindowTest, CaptureWithLostOrDamagedFilesIsShownAsFarAsItGoes)
+{
+    const std::string trace = mFolder.Write("trace.json", MakeTrace(30));
+    OpenWithChart(trace);
+    Press(Qt::Key_W, Qt::ControlModifier);
+    std::string events;
+    std::string model;
+    for (const std::string& file : mFolder.List())
+    {
+        if (file.ends_with("events.dat"))
+            events = file;
+        if (file.ends_with("Model.dat"))
+            model = file;
+    }
+    // A model that is not there is made from the events.
+    std::filesystem::remove(mFolder / model);
+    OpenWithChart(trace);
+    EXPECT_EQ(GetNumRows(), 30);
+    EXPECT_EQ(GetMessages(), "");
+    Press(Qt::Key_W, Qt::ControlModifier);
+
+    std::string bytes = mFolder.Read(events);
+    bytes[bytes.size() / 2] ^= 0x20;
+    mFolder.Write(events, bytes);
+    std::filesystem::remove(mFolder / model);
+    CapturePage* page = Open(trace);
+    EXPECT_TRUE(WaitFor([&] { return GetMessages() != "" && mWindow->GetCurrentPage() == page && page->IsOpen(); }));
+    EXPECT_THAT(GetMessages(), HasSubstr("events.dat"));
+    EXPECT_NE(OpenWithChart(mFolder.Write("other.json", MakeTrace(3)))->GetChart(), nullptr);
 }
 
 using PluginProblemTest = WindowTest;

@@ -241,4 +241,31 @@ std::optional<std::size_t> OccurrenceList::FindRow(uint32_t bar, bool isDescendi
     return isDescending ? mSize - 1 - place : place;
 }
 
+std::vector<std::size_t> OccurrenceList::FindRows(uint32_t first, uint32_t last, bool isDescending) const
+{
+    std::vector<std::size_t> rows;
+    if (mBars.empty())
+    {
+        for (std::size_t place = first; place <= last && place < mSize; ++place)
+            rows.push_back(place);
+    }
+    else
+    {
+        const auto begin = mIsByStart ? std::lower_bound(mBars.begin(), mBars.end(), first) : mBars.begin();
+        const auto end = mIsByStart ? std::upper_bound(begin, mBars.end(), last) : mBars.end();
+        for (auto bar = begin; bar != end; ++bar)
+        {
+            if (*bar >= first && *bar <= last)
+                rows.push_back(static_cast<std::size_t>(bar - mBars.begin()));
+        }
+    }
+    if (isDescending)
+    {
+        std::reverse(rows.begin(), rows.end());
+        for (std::size_t& row : rows)
+            row = mSize - 1 - row;
+    }
+    return rows;
+}
+
 }

@@ -79,6 +79,10 @@ public:
     /// The row of a bar, or nothing when it was not chosen. Searches the list unless it is in the order of starts.
     std::optional<std::size_t> FindRow(uint32_t bar, bool isDescending = false) const;
 
+    /// The rows of the bars from one to another, both included, as far as they were chosen; in ascending order. Looks
+    /// at the whole list once unless it is in the order of starts.
+    std::vector<std::size_t> FindRows(uint32_t first, uint32_t last, bool isDescending = false) const;
+
     /// Of the rows.
     const ChartStatistics& GetStatistics() const { return mStatistics; }
 

@@ -94,6 +94,14 @@ TEST(OccurrenceListTest, RowsOfBarsAreFoundInEveryOrder)
             {
                 for (std::size_t row = 0; row < list.GetSize(); ++row)
                     EXPECT_EQ(list.FindRow(list.GetBar(row, isDescending), isDescending), row);
+                std::vector<std::size_t> expected;
+                for (std::size_t row = 0; row < list.GetSize(); ++row)
+                {
+                    if (const uint32_t bar = list.GetBar(row, isDescending); bar >= 1 && bar <= 3)
+                        expected.push_back(row);
+                }
+                EXPECT_EQ(list.FindRows(1, 3, isDescending), expected);
+                EXPECT_EQ(list.FindRows(1, 1000, isDescending), expected);
             }
             EXPECT_EQ(list.FindRow(3).has_value(), longest > 5.0);
             EXPECT_FALSE(list.FindRow(4).has_value());

@@ -42,6 +42,11 @@ public:
     uint32_t GetBar(int row) const { return mList.GetBar(static_cast<std::size_t>(row), mIsDescending); }
     /// -1 when the bar is not in the table.
     int FindRow(uint32_t bar) const;
+    /// See `OccurrenceList::FindRows`.
+    std::vector<std::size_t> FindRows(uint32_t first, uint32_t last) const
+    {
+        return mList.FindRows(first, last, mIsDescending);
+    }
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;

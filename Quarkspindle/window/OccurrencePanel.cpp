@@ -11,7 +11,6 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QProgressBar>
 #include <QtWidgets/QSplitter>
-#include <QtWidgets/QTableView>
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QVBoxLayout>
 
@@ -21,6 +20,7 @@
 #include "Quarkspindle/window/HistogramWidget.h"
 #include "Quarkspindle/window/OccurrenceExport.h"
 #include "Quarkspindle/window/OccurrenceModel.h"
+#include "Quarkspindle/window/RowTable.h"
 
 namespace Quarkspindle
 {
@@ -48,6 +48,8 @@ OccurrencePanel::OccurrencePanel(System::JobScheduler& scheduler, QWidget* paren
       mExportJob{scheduler}
 {
     mExportJob.SetPriority(2);
+    // The tab key goes from one to the next in the order in which they are made.
+    QWidget* filter = MakeFilterRow();
     auto* side = new QSplitter{Qt::Horizontal, this};
     side->setObjectName("occurrences");
     side->setChildrenCollapsible(false);
@@ -58,7 +60,7 @@ OccurrencePanel::OccurrencePanel(System::JobScheduler& scheduler, QWidget* paren
 
     auto* layout = new QVBoxLayout{this};
     layout->setContentsMargins(4, 4, 4, 4);
-    layout->addWidget(MakeFilterRow());
+    layout->addWidget(filter);
     layout->addWidget(side, 1);
     layout->addWidget(MakeProgress());
     ShowStatistics();
@@ -104,34 +106,21 @@ QWidget* OccurrencePanel::MakeFilterRow()
 
 QWidget* OccurrencePanel::MakeTable()
 {
-    mTable = new QTableView{this};
+    mTable = new RowTable{this};
     mTable->setObjectName("occurrenceTable");
     mTable->setAccessibleName(tr("Occurrences"));
     mTable->setModel(mModel);
-    mTable->setSelectionBehavior(QAbstractItemView::SelectRows);
     mTable->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    mTable->setWordWrap(false);
-    mTable->setTabKeyNavigation(false);
-    mTable->setShowGrid(false);
     mTable->setAlternatingRowColors(true);
-    mTable->setCornerButtonEnabled(false);
-    // Rows of one height and no header for each of them: what is not on screen costs nothing.
-    QHeaderView* rows = mTable->verticalHeader();
-    rows->hide();
-    rows->setSectionResizeMode(QHeaderView::Fixed);
-    rows->setDefaultSectionSize(fontMetrics().height() + 6);
     QHeaderView* columns = mTable->horizontalHeader();
-    // Asking whether whole columns are selected would look at every row.
-    columns->setHighlightSections(false);
-    columns->setStretchLastSection(true);
     columns->setSectionsClickable(true);
     columns->setSortIndicatorShown(true);
     columns->setSortIndicator(OccurrenceModel::Start, Qt::AscendingOrder);
     const int digit = fontMetrics().horizontalAdvance('0');
-    mTable->setColumnWidth(OccurrenceModel::Number, digit * 10);
-    mTable->setColumnWidth(OccurrenceModel::Start, digit * 16);
-    mTable->setColumnWidth(OccurrenceModel::Duration, digit * 14);
-    connect(columns, &QHeaderView::sectionClicked, this, &OccurrencePanel::OnHeaderClicked);
+    mTable->setColumnWidth(OccurrenceModel::Number, digit * 9);
+    mTable->setColumnWidth(OccurrenceModel::Start, digit * 13);
+    mTable->setColumnWidth(OccurrenceModel::Duration, digit * 12);
+    connect(columns, &QHeaderView::sectionClicked, this, &OccurrencePanel::SortByColumn);
     connect(
         mTable->selectionModel(), &QItemSelectionModel::selectionChanged, this, &OccurrencePanel::OnSelectionChanged);
     return mTable;
@@ -285,7 +274,20 @@ void OccurrencePanel::ShowProgress()
         mProgressTimer.start(cShowIntervalMs);
 }
 
-void OccurrencePanel::OnHeaderClicked(int column)
+void OccurrencePanel::StartFilter()
+{
+    mFilter->setFocus(Qt::ShortcutFocusReason);
+    mFilter->selectAll();
+}
+
+void OccurrencePanel::SortBy(EOccurrenceOrder order)
+{
+    SortByColumn(order == EOccurrenceOrder::Duration  ? OccurrenceModel::Duration
+                 : order == EOccurrenceOrder::Context ? OccurrenceModel::Context
+                                                      : OccurrenceModel::Start);
+}
+
+void OccurrencePanel::SortByColumn(int column)
 {
     const bool isSameColumn = column == mOrderColumn;
     // Whoever sorts by duration wants the slow ones first.
@@ -330,7 +332,8 @@ void OccurrencePanel::OnSelectionChanged()
     }
     if (top < 0 || bottom >= mModel->rowCount())
         return;
-    const auto [first, last] = std::minmax(mModel->GetBar(top), mModel->GetBar(bottom));
+    // A list of values: of two temporaries minmax would give references.
+    const auto [first, last] = std::minmax({mModel->GetBar(top), mModel->GetBar(bottom)});
     emit BarsPicked(static_cast<int>(first), static_cast<int>(last));
 }
 
@@ -353,20 +356,33 @@ void OccurrencePanel::SelectBars(double startMs, double endMs)
 
 void OccurrencePanel::SelectRowsOfBars(uint32_t first, uint32_t last)
 {
-    // A bar of the highest level covers 512 occurrences; no picture has a bar for more.
-    constexpr uint32_t cMostRows = 1024;
+    // A piece of the selection for each run of rows: each one is looked at for each row on screen.
+    constexpr int cMostPieces = 1024;
     QItemSelection selection;
     QModelIndex top;
-    for (uint32_t bar = first; bar <= last && bar - first < cMostRows; ++bar)
+    int begin = -1;
+    int end = -1;
+    const auto closePiece = [&] {
+        if (begin >= 0)
+            selection.append(
+                QItemSelectionRange{mModel->index(begin, 0), mModel->index(end, OccurrenceModel::NumColumns - 1)});
+    };
+    for (const std::size_t found : mModel->FindRows(first, last))
     {
-        const int row = mModel->FindRow(bar);
-        if (row < 0)
-            continue;
-        const QModelIndex index = mModel->index(row, 0);
-        selection.append(QItemSelectionRange{index, mModel->index(row, OccurrenceModel::NumColumns - 1)});
-        if (!top.isValid() || row < top.row())
-            top = index;
+        const auto row = static_cast<int>(found);
+        if (row != end + 1 || begin < 0)
+        {
+            closePiece();
+            if (selection.size() == cMostPieces)
+                break;
+            begin = row;
+        }
+        end = row;
+        if (!top.isValid())
+            top = mModel->index(row, 0);
     }
+    if (selection.size() < cMostPieces)
+        closePiece();
     mIsSelecting = true;
     mTable->selectionModel()->setCurrentIndex(top, QItemSelectionModel::NoUpdate);
     mTable->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
@@ -471,15 +487,19 @@ bool OccurrencePanel::ExportCsv(ERows rows, const std::string& path)
     }
     else
     {
-        auto bars = std::make_shared<std::vector<uint32_t>>();
+        // Where the rows of each piece begin in the file, and where in the table.
+        std::vector<std::pair<std::size_t, std::size_t>> pieces;
         for (const auto& [top, bottom] : GetSelectedRanges())
         {
-            for (int row = top; row <= bottom; ++row)
-                bars->push_back(mModel->GetBar(row));
+            pieces.emplace_back(numRows, top);
+            numRows += static_cast<std::size_t>(bottom - top + 1);
         }
-        numRows = bars->size();
-        getBar = [bars = std::move(bars)](std::size_t row) {
-            return (*bars)[row];
+        getBar = [list = std::make_shared<const OccurrenceList>(mModel->GetList()),
+                     isDescending = mModel->IsDescending(), pieces = std::move(pieces)](std::size_t row) {
+            const auto after = std::upper_bound(pieces.begin(), pieces.end(), row,
+                [](std::size_t wanted, const auto& piece) { return wanted < piece.first; });
+            const auto& [begin, top] = *std::prev(after);
+            return list->GetBar(top + (row - begin), isDescending);
         };
     }
     mExportProgress = 0.0F;

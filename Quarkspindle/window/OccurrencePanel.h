@@ -16,7 +16,6 @@ class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QProgressBar;
-class QTableView;
 class QToolButton;
 
 namespace Profiler
@@ -29,6 +28,7 @@ namespace Quarkspindle
 
 class HistogramWidget;
 class OccurrenceModel;
+class RowTable;
 
 /// The table of a chart's occurrences, what their durations say, and the histogram that narrows the table down. Each
 /// change of order or filter is worked out on a job; until it is done the rows before it stay. The thread of the
@@ -57,6 +57,11 @@ public:
     /// Selects the rows of the bars that start and end at these times, as the chart reported them; does not signal.
     /// Nothing when there are none.
     void SelectBars(double startMs, double endMs);
+
+    /// Puts the cursor into the filter.
+    void StartFilter();
+    /// As a click on the column's header: again turns the order round.
+    void SortBy(EOccurrenceOrder order);
 
     void SelectSlowest();
     void SelectPrevious() { SelectNeighbour(-1); }
@@ -88,7 +93,7 @@ private:
     void ShowList(OccurrenceList list);
     void ShowStatistics();
     void ShowProgress();
-    void OnHeaderClicked(int column);
+    void SortByColumn(int column);
     void OnSelectionChanged();
     void SelectNeighbour(int step);
     void SelectRow(int row);
@@ -99,7 +104,7 @@ private:
 
     const Profiler::BarChart* mChart = nullptr;
     OccurrenceModel* mModel;
-    QTableView* mTable;
+    RowTable* mTable;
     QLineEdit* mFilter;
     QToolButton* mClearDurations;
     QLabel* mStatistics;

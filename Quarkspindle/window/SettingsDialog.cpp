@@ -1,7 +1,9 @@
 #include "Quarkspindle/window/SettingsDialog.h"
 
 #include <algorithm>
+#include <set>
 
+#include <QtCore/QDir>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
@@ -77,18 +79,21 @@ SettingsDialog::SettingsDialog(Profiler::Settings& settings, QWidget* parent)
       mSymbolDirectory{new QLineEdit},
       mCaptureDirectory{new QLineEdit},
       mWheel{MakeSensitivity(settings.GetInputSettings().GetMouseWheelSensitivity(false))},
-      mMove{MakeSensitivity(settings.GetInputSettings().GetMouseMoveSensitivity(false))}
+      mMove{MakeSensitivity(settings.GetInputSettings().GetMouseMoveSensitivity(false))},
+      mProblem{new QLabel}
 {
     setWindowTitle(tr("Settings"));
     auto* tabs = new QTabWidget;
     tabs->addTab(MakeSymbolPage(), tr("&Symbols and Directories"));
     tabs->addTab(MakeInputPage(), tr("&Keys and Mouse"));
+    mProblem->setObjectName("problem");
     auto* buttons = new QDialogButtonBox{QDialogButtonBox::Ok | QDialogButtonBox::Cancel};
     mOk = buttons->button(QDialogButtonBox::Ok);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout{this};
     layout->addWidget(tabs);
+    layout->addWidget(mProblem);
     layout->addWidget(buttons);
     Check();
 }
@@ -132,8 +137,10 @@ QWidget* SettingsDialog::MakeSymbolPage()
 QWidget* SettingsDialog::MakeDirectoryRow(QLineEdit& edit, const QString& title)
 {
     edit.setAccessibleName(title);
+    edit.setMinimumWidth(edit.fontMetrics().averageCharWidth() * 50);
     connect(&edit, &QLineEdit::textChanged, this, &SettingsDialog::Check);
     auto* choose = new QPushButton{tr("Choose…")};
+    choose->setAccessibleName(tr("Choose: %1").arg(title));
     connect(choose, &QPushButton::clicked, this, [this, &edit, title] {
         const QString path = QFileDialog::getExistingDirectory(this, title, edit.text());
         if (!path.isEmpty())
@@ -154,12 +161,13 @@ QWidget* SettingsDialog::MakeInputPage()
     auto* page = new QWidget;
     auto* layout = new QFormLayout{page};
     layout->addRow(new QLabel{tr("Held down beside the mouse on a chart:")});
-    const std::pair<Profiler::EAction, QString> actions[] = {{Profiler::EAction::Zoom, tr("&Zoom:")},
-        {Profiler::EAction::Pan, tr("&Pan:")}, {Profiler::EAction::MeasureRange, tr("&Measure:")}};
+    const std::pair<Profiler::EAction, QString> actions[] = {
+        {Profiler::EAction::Zoom, tr("&Zoom:")}, {Profiler::EAction::Pan, tr("&Pan:")}};
     for (const auto& [action, text] : actions)
     {
         QComboBox* box = MakeKeyBox(input.GetKey(action));
         mKeys[action] = box;
+        connect(box, qOverload<int>(&QComboBox::currentIndexChanged), this, &SettingsDialog::Check);
         layout->addRow(text, box);
     }
     mWheel->setObjectName("wheelSensitivity");
@@ -178,9 +186,25 @@ void SettingsDialog::AddLocation()
 
 void SettingsDialog::Check()
 {
+    const auto isFolder = [](const QLineEdit& edit) {
+        return QDir::isAbsolutePath(edit.text().trimmed());
+    };
+    std::set<int> keys;
+    bool areKeysDistinct = true;
+    for (const auto& [action, box] : mKeys)
+    {
+        const int key = box->currentData().toInt();
+        areKeysDistinct =
+            areKeysDistinct && (key == static_cast<int>(Input::EKeyCode::None) || keys.insert(key).second);
+    }
+    if (!isFolder(*mSymbolDirectory) || !isFolder(*mCaptureDirectory))
+        mProblem->setText(tr("A folder needs its whole path, from the root on."));
+    else if (!areKeysDistinct)
+        mProblem->setText(tr("Two actions have the same key."));
+    else
+        mProblem->clear();
     if (mOk != nullptr)
-        mOk->setEnabled(
-            !mSymbolDirectory->text().trimmed().isEmpty() && !mCaptureDirectory->text().trimmed().isEmpty());
+        mOk->setEnabled(mProblem->text().isEmpty());
 }
 
 bool SettingsDialog::Save()
@@ -198,7 +222,7 @@ bool SettingsDialog::Save()
     symbols.CaptureTargetDirectory = mCaptureDirectory->text().trimmed().toStdString();
 
     Profiler::InputSettings& input = mSettings.GetInputSettings();
-    Profiler::InputSettings::KeyMap keys;
+    Profiler::InputSettings::KeyMap keys = input.GetKeyMap();
     for (const auto& [action, box] : mKeys)
         keys[action] = static_cast<Input::EKeyCode>(box->currentData().toInt());
     input.SetKeyMappings(keys);

@@ -8,6 +8,7 @@
 
 class QCheckBox;
 class QComboBox;
+class QLabel;
 class QLineEdit;
 class QListWidget;
 class QSlider;
@@ -38,6 +39,7 @@ private:
     QWidget* MakeInputPage();
     QWidget* MakeDirectoryRow(QLineEdit& edit, const QString& title);
     void AddLocation();
+    /// Says what is wrong, and allows OK when nothing is.
     void Check();
 
     Profiler::Settings& mSettings;
@@ -48,6 +50,7 @@ private:
     std::map<Profiler::EAction, QComboBox*> mKeys;
     QSlider* mWheel;
     QSlider* mMove;
+    QLabel* mProblem; ///< why it cannot be saved; empty when it can
     QPushButton* mOk = nullptr;
 };
 

@@ -31,6 +31,7 @@ public:
     Snapshot(const SnapshotRequest& request, const std::atomic<bool>& interrupted, WindowHost& host)
         : mRequest{request},
           mInterrupted{interrupted},
+          mHost{host},
           mState{mFolder.filePath("window.ini")},
           mWindow{host, mState}
     {}
@@ -86,6 +87,8 @@ private:
                 mRequest.mEvent.c_str());
         if (!mPage->GetViews()->HasViews())
             return result.FailText(0, "The plug-in gave no view");
+        if (std::string reason; !mHost.StartGraphics(reason))
+            return result.FailText(0, "OpenGL does not start on this display: " + reason);
         if (!Wait([this] { return mPage->GetViews()->IsReady(); }, cLongestStartMs, result))
             return result.HasErrors() || result.FailText(0, "OpenGL did not start on this display");
         // A capture without events has no chart: its view says so, and that is what is wanted.
@@ -127,6 +130,7 @@ private:
 
     const SnapshotRequest& mRequest;
     const std::atomic<bool>& mInterrupted;
+    WindowHost& mHost;
     QTemporaryDir mFolder; ///< what the user's window remembers is none of a picture's business
     WindowState mState;
     MainWindow mWindow;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <QtCore/QMetaMethod>
+#include <QtGui/QAccessible>
 #include <QtWidgets/QAction>
 #include <QtWidgets/QOpenGLWidget>
 
@@ -50,6 +51,12 @@ void ViewLink::ConnectChartSignal(QObject& widget)
     // The namespace of a type may or may not be written in a signal, so the types are compared by their last names.
     if (signal >= 0 && widget.metaObject()->method(signal).parameterCount() == 3)
         QMetaObject::connect(&widget, signal, this, slot, Qt::AutoConnection);
+}
+
+bool ViewLink::CanDraw() const
+{
+    return std::any_of(mWidgets.begin(), mWidgets.end(),
+        [](const Profiler::ViewWidget* widget) { return widget->findChild<QOpenGLWidget*>() != nullptr; });
 }
 
 bool ViewLink::IsReady() const
@@ -100,6 +107,19 @@ void ViewLink::Move(double pan, double zoom)
 void ViewLink::ShowBars(int32_t first, int32_t last)
 {
     gSendShowBars(mBus, mSession, first, last, true);
+}
+
+void ViewLink::SetDescription(const QString& description)
+{
+    for (Profiler::ViewWidget* widget : mWidgets)
+    {
+        for (QOpenGLWidget* chart : widget->findChildren<QOpenGLWidget*>())
+        {
+            chart->setAccessibleDescription(description);
+            QAccessibleEvent event{chart, QAccessible::DescriptionChanged};
+            QAccessible::updateAccessibility(&event);
+        }
+    }
 }
 
 void ViewLink::Trigger(const char* actionName)

@@ -30,6 +30,8 @@ public:
     ViewLink(Profiler::MessageBus& bus, const Profiler::Session& session, std::vector<Profiler::ViewWidget*> widgets);
 
     bool HasViews() const { return !mWidgets.empty(); }
+    /// Whether a view draws with OpenGL.
+    bool CanDraw() const;
     /// Whether the views take requests: they do once OpenGL has been brought up in them.
     bool IsReady() const;
 
@@ -45,6 +47,8 @@ public:
     /// See gSendMoveChart.
     void Move(double pan, double zoom);
     void ShowBars(int32_t first, int32_t last);
+    /// What the views show, for those who cannot see it.
+    void SetDescription(const QString& description);
     /// Triggers the view's action of that object name.
     void Trigger(const char* actionName);
 

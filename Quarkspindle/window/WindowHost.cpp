@@ -1,7 +1,10 @@
 #include "Quarkspindle/window/WindowHost.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtGui/QOffscreenSurface>
+#include <QtGui/QOpenGLContext>
 
+#include "Quarkspindle/window/Accessibility.h"
 #include "Quarkspindle/window/WindowState.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Path.h"
@@ -43,12 +46,36 @@ WindowHost::WindowHost(const std::string& settingsPath, const std::string& logPa
     const bool isThere = FileSystem::gFileExists(settingsPath);
     mAreSettingsDamaged = !mSettings.Load(settingsPath, mHost.GetTypeRegistry()) && isThere;
     QCoreApplication::instance()->installEventFilter(&mKeyboardFilter);
+    gInstallAccessibility();
     mViewContext.Settings = &mSettings;
     mViewContext.KeyboardState = &mKeyboardState;
     mViewContext.RenderContext = &mRenderContext;
 }
 
 WindowHost::~WindowHost() = default;
+
+bool WindowHost::StartGraphics(std::string& reason)
+{
+    // Qt makes this one with the application object, and all contexts of widgets share with it.
+    QOpenGLContext* context = QOpenGLContext::globalShareContext();
+    if (context == nullptr || !context->isValid())
+    {
+        reason = "There is no OpenGL context.";
+        return false;
+    }
+    QOffscreenSurface surface;
+    surface.setFormat(context->format());
+    surface.create();
+    if (!context->makeCurrent(&surface))
+    {
+        reason = "The OpenGL context cannot be used.";
+        return false;
+    }
+    const bool isStarted = mRenderContext.Initialise();
+    reason = mRenderContext.GetFailure();
+    context->doneCurrent();
+    return isStarted;
+}
 
 std::string WindowHost::sGetDefaultLogPath()
 {

@@ -35,6 +35,10 @@ public:
     /// Whether a settings file is there that could not be used; the log says why.
     bool AreSettingsDamaged() const { return mAreSettingsDamaged; }
 
+    /// Brings OpenGL up, once for all windows. False where there is none to draw with, and then `reason` is a sentence
+    /// that says why; no widget that draws with it may be made there, since Qt would show its whole window black.
+    [[nodiscard]] bool StartGraphics(std::string& reason);
+
     /// What views are handed. The table lives as long as the host.
     Profiler::ViewContext& GetViewContext() { return mViewContext; }
 

@@ -61,9 +61,9 @@ std::vector<Profiler::Symbol> ReaderTest::ReadFunctions(SymbolReader& reader)
     return functions;
 }
 
-std::map<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const std::string& table)
+std::multimap<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const std::string& table)
 {
-    std::map<uint64_t, ToolFunction> functions;
+    std::multimap<uint64_t, ToolFunction> functions;
     bool isWanted = false;
     for (const std::string& line : gSplitLines(gRunShell("readelf -sW " + path)))
     {
@@ -74,11 +74,23 @@ std::map<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const 
         fields >> number >> address >> size >> type >> binding >> visibility >> section >> name;
         if (!isWanted || (type != "FUNC" && type != "IFUNC") || section == "UND")
             continue;
-        ToolFunction& function = functions[std::stoull(address, nullptr, 16)];
-        function.mSize = std::max<uint64_t>(function.mSize, std::stoull(size, nullptr, 0));
-        function.mNames.push_back(gMakeReadable(gCutVersion(name)));
+        functions.insert({std::stoull(address, nullptr, 16),
+            {std::stoull(size, nullptr, 0), binding, gMakeReadable(gCutVersion(name))}});
     }
     return functions;
+}
+
+std::multimap<uint64_t, uint64_t> gReadUnwindTable(const std::string& path)
+{
+    std::multimap<uint64_t, uint64_t> ranges;
+    // "00000018 0000000000000024 0000001c FDE cie=00000000 pc=0000000000010020..0000000000010220"
+    for (const std::string& line : gSplitLines(gRunShell("readelf -wF " + path + " | grep ' FDE '")))
+    {
+        const std::size_t begin = line.find("pc=") + 3;
+        const std::size_t end = line.find("..") + 2;
+        ranges.insert({std::stoull(line.substr(begin), nullptr, 16), std::stoull(line.substr(end), nullptr, 16)});
+    }
+    return ranges;
 }
 
 }

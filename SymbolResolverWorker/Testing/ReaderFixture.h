@@ -36,12 +36,16 @@ protected:
     JobControl mControl;
 };
 
-/// A function's size and readable names, by address, as `readelf -sW` has them.
+/// A function as `readelf -sW` has it.
 struct ToolFunction
 {
     uint64_t mSize = 0;
-    std::vector<std::string> mNames;
+    std::string mBinding;
+    std::string mName; ///< readable
 };
-std::map<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const std::string& table);
+std::multimap<uint64_t, ToolFunction> gReadElfSymbols(const std::string& path, const std::string& table);
+
+/// The ranges that the unwind table of an image describes, as readelf has them: begin and end.
+std::multimap<uint64_t, uint64_t> gReadUnwindTable(const std::string& path);
 
 }

@@ -1,5 +1,12 @@
 #include "Networking/Client.h"
 #include "Networking/Server.h"
+#include "ProfilerLib/symbols/RegisterTypes.h"
+#include "ProfilerLib/symbols/SymbolModule.h"
+#include "ProfilerLib/symbols/SymbolResolver.h"
+#include "Serialization/RTTI/TypeRegistry.h"
+#include "SymbolResolverWorker/ImageIdentity.h"
+#include "Utility/Result.h"
+#include "Utility/TemporaryFolder.h"
 #include "tests/soak/ProcessFigures.h"
 
 #include <gtest/gtest.h>
@@ -93,6 +100,35 @@ int Converse(const std::atomic<bool>& isDone)
     return count;
 }
 
+/// Conversions by a real worker, which all have to succeed; returns their number.
+int Convert(const std::atomic<bool>& isDone)
+{
+    using namespace Profiler;
+
+    RTTI::TypeRegistry registry;
+    gReadySymbolRegistry(registry);
+    const TemporaryFolder folder;
+    Utility::Result result;
+    Symbols::ImageIdentity identity;
+    EXPECT_TRUE(identity.Read(SYMBOL_WORKER, result)) << result.ToString();
+    std::atomic<int> numGood = 0;
+    std::atomic<int> numDeaths = 0;
+    SymbolResolver pool{1, "", SYMBOL_WORKER, registry};
+    pool.SetCrashCallback([&] { ++numDeaths; });
+    pool.SetConvertCallbacks({}, [&](const PDBKey&, std::unique_ptr<SymbolModule>, ConvertPDBResult::EResult outcome) {
+        numGood += outcome == ConvertPDBResult::EResult::Success ? 1 : 0;
+    });
+    int count = 0;
+    for (; !isDone; ++count)
+    {
+        const uint32_t job = pool.SubmitConvertPDB(identity.mKey, 0, folder / "worker.symcache", "", "", {}, {});
+        pool.CancelAndWait({job}, false);
+    }
+    EXPECT_EQ(numGood.load(), count);
+    EXPECT_EQ(numDeaths.load(), 0);
+    return count;
+}
+
 /// Peers that are slow, send garbage, announce too much, come and go, and strangers, each at a server of their own and
 /// for a while. Memory stays within bounds, and another server's peer is not disturbed.
 TEST(PeersTest, BadPeersCostLittleAndDisturbNobody)
@@ -143,6 +179,10 @@ TEST(PeersTest, BadPeersCostLittleAndDisturbNobody)
     std::thread conversation{[&] {
         numMessages = Converse(isDone);
     }};
+    int numConversions = 0;
+    std::thread conversions{[&] {
+        numConversions = Convert(isDone);
+    }};
     for (const auto end = Clock::now() + duration; Clock::now() < end;)
     {
         std::this_thread::sleep_for(20ms);
@@ -152,13 +192,15 @@ TEST(PeersTest, BadPeersCostLittleAndDisturbNobody)
     for (std::thread& thread : threads)
         thread.join();
     conversation.join();
+    conversions.join();
     EXPECT_FALSE(strange.GetServer().IsConnected());
     EXPECT_GT(numVisits, 0);
     EXPECT_GT(numMessages, 0);
+    EXPECT_GT(numConversions, 0);
     // Most of it is what the peers of this test send from.
     EXPECT_LT(highest - before, 64u * 1024) << "KiB";
-    std::printf("%d bad peers, %d messages beside them, %d KiB more memory at most\n", numVisits.load(), numMessages,
-        static_cast<int>(highest - before));
+    std::printf("%d bad peers; beside them %d messages and %d conversions; %d KiB more memory at most\n",
+        numVisits.load(), numMessages, numConversions, static_cast<int>(highest - before));
 }
 
 }

@@ -33,7 +33,7 @@ protected:
     {
         Quarkspindle::Host host;
         Utility::Result result;
-        ASSERT_TRUE(host.LoadPlugins(result)) << result.ToString();
+        ASSERT_TRUE(host.LoadPlugins(Quarkspindle::Host::EViews::Without, result)) << result.ToString();
         const std::unique_ptr<Profiler::Session> session =
             Quarkspindle::gOpenCapture(host, GetSessionPath(), mInterrupted, result);
         ASSERT_NE(session, nullptr) << result.ToString();
@@ -86,7 +86,7 @@ TEST_F(SoakTest, MemoryStaysFlatAndNothingIsLeftOpen)
 
     Quarkspindle::Host host;
     Utility::Result result;
-    ASSERT_TRUE(host.LoadPlugins(result)) << result.ToString();
+    ASSERT_TRUE(host.LoadPlugins(Quarkspindle::Host::EViews::Without, result)) << result.ToString();
     const int numThreads = gGetProcessFigures().NumThreads;
     Profiler::Session session{GetSessionPath(), nullptr, &host.GetJobScheduler(), &host.GetPlugins()};
     session.CreateModels();

@@ -6,6 +6,7 @@
 /// never           reports progress and waits to be cancelled
 /// deaf            as never, and does not hear of the cancellation
 /// dies            ends with code 3 before it answers
+/// midway          ends with code 3 while it writes the file
 /// halfway         ends with code 0 between the result and the end of the job
 /// none            ends the job without a result
 /// missing         says that it has written a file, and has not
@@ -14,7 +15,8 @@
 /// unreadable      answers with bytes that are no record
 /// huge            announces more than a message may have
 /// hangup          closes its connection and lives on
-/// stranger        speaks of a job that it was not given, twice gives its result, and otherwise is good
+/// stranger        speaks of a job that it was not given, twice gives its result, and otherwise is good; of lines it
+///                 names paths that are not there
 
 #include <atomic>
 #include <chrono>
@@ -26,17 +28,17 @@
 #include <thread>
 
 #include "Networking/Client.h"
+#include "ProfilerLib/symbols/CacheFolder.h"
 #include "ProfilerLib/symbols/ConvertPDBJob.h"
 #include "ProfilerLib/symbols/FunctionData.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/RemoteMessage.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeQueries.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Utility/FileSystem.h"
+#include "Utility/FileWriter.h"
 #include "Utility/InputMemoryStream.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
@@ -52,14 +54,7 @@ using namespace std::chrono_literals;
 class TestSymbolWorker
 {
 public:
-    TestSymbolWorker()
-    {
-        const auto scope = mRegistry.BeginRegistration(RTTI::gGetOwnerID());
-        RTTI::gRegisterTypes(mRegistry);
-        gRegisterSymbolTypes(mRegistry);
-        Serialization::gRegisterTypes(mRegistry);
-        mRegistry.Finalize();
-    }
+    TestSymbolWorker() { gReadySymbolRegistry(mRegistry); }
 
     int Run(const std::string& address, uint16_t port)
     {
@@ -126,6 +121,8 @@ private:
 
         if (mode == "dies")
             std::_Exit(3);
+        if (mode == "midway")
+            EndWhileWriting(job.CacheFilePath);
         if (mode == "slow" || mode == "never" || mode == "deaf")
             Wait(mode);
         if (mode == "hangup")
@@ -143,6 +140,18 @@ private:
         if (mode == "halfway")
             std::_Exit(0);
         Complete(job);
+    }
+
+    void EndWhileWriting(const std::string& path)
+    {
+        CacheFolder folder;
+        FileSystem::AtomicFileWriter file;
+        FileSystem::FileError error;
+        constexpr std::byte half[1000] = {};
+        if (!folder.Enter(FileSystem::gGetDirectory(path), mResult) || !file.Open(path, error) ||
+            !file.Write(half, error))
+            std::_Exit(6);
+        std::_Exit(3);
     }
 
     void Wait(const std::string& mode)
@@ -199,11 +208,17 @@ private:
     {
         if (job.Key.ModulePath.starts_with("dies"))
             std::_Exit(3);
-        FunctionLineData data;
+        // A line for each address, but none for 0.
+        SourceLineData data;
         data.Result = EResolveLineDataResult::Success;
+        data.Paths = {job.Key.ModulePath};
         for (const uint64_t address : job.AddressesToResolve)
-            data.Lines.push_back(static_cast<int32_t>(address));
-        Send(ERemoteMessage::LineResult, data);
+        {
+            data.Lines.push_back(address == 0 ? -1 : static_cast<int32_t>(address));
+            data.PathIndices.push_back(job.Key.ModulePath.starts_with("stranger") ? 1 : 0);
+        }
+        FunctionLineData bare = data;
+        Send(ERemoteMessage::LineResult, RTTI::gIsA<ResolveSourceLinesJob>(job) ? data : bare);
         Complete(job);
     }
 

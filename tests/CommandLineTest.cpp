@@ -364,6 +364,7 @@ TEST_F(CommandLineTest, WrongUsageEndsWithCodeTwo)
         {"import"},
         {"snapshot", "capture", "--event", "e"},
         {"snapshot", "capture", "--event", "e", "-o", "x.png", "--size", "1x1"},
+        {"snapshot", "capture", "--event", "e", "-o", "x.png", "--size", "640x480px"},
         {"snapshot", "capture", "--event", "e", "-o", "x.png", "--range", "9:3"},
         {"chart", "capture"},
         {"chart", "capture", "--event", "e", "--level", "10"},

@@ -1,10 +1,10 @@
 #include "Quarkspindle/commands/SnapshotCommand.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include <CLI/CLI.hpp>
 
+#include "Quarkspindle/NumberPair.h"
 #include "Utility/Format.h"
 
 namespace Quarkspindle
@@ -15,24 +15,18 @@ namespace
 
 std::string CheckRange(const std::string& text)
 {
-    int first = 0;
-    int last = 0;
-    char rest = 0;
-    const bool isRange = std::sscanf(text.c_str(), "%d:%d%c", &first, &last, &rest) == 2;
-    return isRange && first >= 0 && first <= last ? std::string{} : "It is not FIRST:LAST";
+    const auto range = gParseNumberPair(text, ':');
+    return range && range->first <= range->second ? std::string{} : "It is not FIRST:LAST";
 }
 
 std::string CheckSize(const std::string& text)
 {
     constexpr int cSmallest = 200;
     constexpr int cLargest = 8192;
-    int width = 0;
-    int height = 0;
-    char rest = 0;
-    const bool isSize = std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &rest) == 2;
-    return isSize && std::min(width, height) >= cSmallest && std::max(width, height) <= cLargest
-               ? std::string{}
-               : Utility::gFormat("It is not WxH with both from %d to %d", cSmallest, cLargest);
+    const auto size = gParseNumberPair(text, 'x');
+    const bool isSize =
+        size && std::min(size->first, size->second) >= cSmallest && std::max(size->first, size->second) <= cLargest;
+    return isSize ? std::string{} : Utility::gFormat("It is not WxH with both from %d to %d", cSmallest, cLargest);
 }
 
 }
@@ -59,13 +53,9 @@ void SnapshotCommand::Declare(CLI::App& program)
 
 bool SnapshotCommand::Run(const CommandContext& context, Utility::Result& result)
 {
-    std::sscanf(mSize.c_str(), "%dx%d", &mRequest.mSize.first, &mRequest.mSize.second);
-    if (!mRange.empty())
-    {
-        std::pair<int32_t, int32_t> range;
-        std::sscanf(mRange.c_str(), "%d:%d", &range.first, &range.second);
-        mRequest.mRange = range;
-    }
+    // Both have been checked.
+    mRequest.mSize = gParseNumberPair(mSize, 'x').value_or(mRequest.mSize);
+    mRequest.mRange = gParseNumberPair(mRange, ':');
     const WindowModule* module = gLoadWindowModule(result);
     return module != nullptr && module->TakeSnapshot(mRequest, context.Interrupted, result);
 }

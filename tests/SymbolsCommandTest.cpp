@@ -86,6 +86,8 @@ TEST_F(SymbolsCommandTest, AFunctionIsShownByItsInstructions)
     EXPECT_THAT(result.Output, HasSubstr("/sample/sample.cpp:25\n"));
     EXPECT_THAT(result.Output, HasSubstr("1400010a0  lea      eax, [rcx + rcx]\n"));
     EXPECT_THAT(result.Output, HasSubstr("ret"));
+    for (const char* address : {"0x1400010a0", "0x10A2"})
+        EXPECT_EQ(Run({cImage, "--disassemble", address}).Output, result.Output) << address;
 }
 
 TEST_F(SymbolsCommandTest, WhatIsWrongIsSaid)
@@ -97,7 +99,8 @@ TEST_F(SymbolsCommandTest, WhatIsWrongIsSaid)
         const char* mError;
     } cRows[] = {{{mFolder / "none", "1"}, 1, "No such file"},
         {{mFolder.Write("text", "no image"), "--list"}, 1, "neither an ELF file nor a PE image"},
-        {{cImage, "--disassemble", "Nobody"}, 1, "There is no function"}, {{cImage}, 2, "is required"},
+        {{cImage, "--disassemble", "Nobody"}, 1, "There is no function"},
+        {{cImage, "--disassemble", "0xffff"}, 1, "There is no function at 0xffff"}, {{cImage}, 2, "is required"},
         {{cImage, "12x"}, 2, "is no address"}, {{cImage, "12", "--list"}, 2, "excludes"},
         {{cImage, "--match", "x", "--disassemble", "y"}, 2, "--list"}};
     for (const auto& row : cRows)

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Quarkspindle/FunctionFinder.h"
 #include "Quarkspindle/Output.h"
 #include "Serialization/Error.h"
 #include "Utility/Format.h"
@@ -46,30 +47,6 @@ std::string FormatSource(const Profiler::SourceLineData& data, std::size_t index
     return data.Lines[index] <= 0 ? "-" : FormatSource(data.Paths[data.PathIndices[index]], data.Lines[index]);
 }
 
-/// The function of exactly that name, or the one function of that name whatever its parameters are.
-const Profiler::Symbol* FindFunction(
-    const Profiler::SymbolModule& module, const std::string& name, Utility::Result& result)
-{
-    if (const Profiler::Symbol* function = module.FindByName(name))
-        return function;
-    std::vector<const Profiler::Symbol*> found;
-    for (const Profiler::Symbol& function : module.GetFunctions())
-    {
-        if (function.Name.starts_with(name + "("))
-            found.push_back(&function);
-    }
-    if (found.size() == 1)
-        return found.front();
-    if (found.empty())
-        result.Fail(Serialization::Unspecified, "There is no function \"%s\"; --list shows those that there are",
-            gMakePrintable(name).c_str());
-    else
-        result.Fail(Serialization::Unspecified, "\"%s\" is the name of %zu functions, such as \"%s\" and \"%s\"",
-            gMakePrintable(name).c_str(), found.size(), gMakePrintable(found[0]->Name).c_str(),
-            gMakePrintable(found[1]->Name).c_str());
-    return nullptr;
-}
-
 }
 
 void SymbolsCommand::Declare(CLI::App& program)
@@ -92,8 +69,9 @@ void SymbolsCommand::Declare(CLI::App& program)
     word.add_option("--match", mMatch, "With --list: only names that contain this text, in any case")
         ->type_name("TEXT")
         ->needs(list);
-    auto* disassemble =
-        word.add_option("--disassemble", mFunction, "Show the instructions of this function")->type_name("FUNCTION");
+    auto* disassemble = word.add_option("--disassemble", mFunction,
+                                "Show the instructions of this function: its name, or an address in it with 0x")
+                            ->type_name("FUNCTION");
     word.add_option("--from", mPlaces.mLocations,
             "Folder with debug files, or URL of a symbol server, to search first; may be given more than once")
         ->type_name("PLACE")
@@ -172,9 +150,21 @@ void SymbolsCommand::PrintFunctions(const SymbolLookup& symbols, Output& output)
     }
 }
 
+const Profiler::Symbol* SymbolsCommand::FindFunction(const SymbolLookup& symbols, Utility::Result& result) const
+{
+    uint64_t address = 0;
+    if (!Utility::gStartsWith("0x", mFunction, false) || !ParseAddress(mFunction, address))
+        return gFindFunction(symbols.GetModule(), symbols.MakeAddress(0), mFunction, result);
+    const auto* function = symbols.GetModule().FindByAddress(0, symbols.MakeOffset(address));
+    if (function == nullptr)
+        result.Fail(Serialization::Unspecified, "There is no function at %s; --list shows those that there are",
+            mFunction.c_str());
+    return function;
+}
+
 bool SymbolsCommand::PrintInstructions(SymbolLookup& symbols, Output& output, Utility::Result& result) const
 {
-    const Profiler::Symbol* function = FindFunction(symbols.GetModule(), mFunction, result);
+    const Profiler::Symbol* function = FindFunction(symbols, result);
     if (function == nullptr)
         return false;
     const auto data = symbols.Resolve(*function, function->Address, result);

@@ -22,6 +22,7 @@ private:
     void SetLog() const;
     [[nodiscard]] bool PrintAddresses(SymbolLookup& symbols, Output& output, Utility::Result& result) const;
     void PrintFunctions(const SymbolLookup& symbols, Output& output) const;
+    const Profiler::Symbol* FindFunction(const SymbolLookup& symbols, Utility::Result& result) const;
     [[nodiscard]] bool PrintInstructions(SymbolLookup& symbols, Output& output, Utility::Result& result) const;
 
     std::string mBinary;

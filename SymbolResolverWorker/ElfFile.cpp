@@ -200,6 +200,20 @@ EArchitecture ElfFile::GetArchitecture() const
     }
 }
 
+uint64_t ElfFile::GetCodeSize(uint64_t offset) const
+{
+    const uint64_t address = mBase + offset;
+    const uint64_t size = GetBytesAt(address).GetSize();
+    for (Elf_Scn* section = nullptr; (section = elf_nextscn(mElf, section)) != nullptr;)
+    {
+        GElf_Shdr header;
+        if (gelf_getshdr(section, &header) != nullptr && (header.sh_flags & SHF_EXECINSTR) != 0 &&
+            address >= header.sh_addr && address - header.sh_addr < header.sh_size)
+            return std::min(size, header.sh_size - (address - header.sh_addr));
+    }
+    return size;
+}
+
 bool ElfFile::ReadCode(uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const
 {
     const auto found = GetBytesAt(mBase + offset).Slice(0, size);

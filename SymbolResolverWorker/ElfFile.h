@@ -68,6 +68,7 @@ public:
     ByteRange GetBytesAt(uint64_t address) const;
 
     EArchitecture GetArchitecture() const override;
+    uint64_t GetCodeSize(uint64_t offset) const override;
     [[nodiscard]] bool ReadCode(
         uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const override;
 

@@ -26,8 +26,8 @@ using EOutcome = ModuleSymbols::EOutcome;
 
 /// Of what a function's address and size may claim, this much is shown.
 constexpr uint64_t cMostCode = 1 << 20;
-/// Where the size is not known, this much is looked at.
-constexpr uint64_t cCodeOfUnknownSize = 256;
+/// Where the size is not known, this much at most.
+constexpr uint64_t cMostCodeOfUnknownSize = 16 << 10;
 
 template <class Job>
 SymbolSearch MakeSearch(const Job& job)
@@ -73,18 +73,33 @@ ConvertPDBResult::EResult Convert(const Profiler::ConvertPDBJob& job, const JobC
     return control.IsCancelled() ? ConvertPDBResult::EResult::Canceled : ConvertPDBResult::EResult::DIAError;
 }
 
-EDisassemblyResult Disassemble(const Profiler::ResolveFunctionDataJob& job, const CodeImage* image,
+/// A function of unknown size ends where the next one begins, or its section ends.
+uint64_t FindCodeSize(uint64_t offset, ModuleSymbols& symbols, const JobControl& control)
+{
+    const uint64_t size = std::min(symbols.GetImage()->GetCodeSize(offset), cMostCodeOfUnknownSize);
+    Utility::Result ignored;
+    std::vector<Profiler::Symbol> functions;
+    if (!symbols.GetReader().ReadFunctions(functions, control, ignored))
+        return size;
+    const auto next = std::ranges::upper_bound(functions, offset, {}, &Profiler::Symbol::Address);
+    return next == functions.end() ? size : std::min(size, next->Address - offset);
+}
+
+EDisassemblyResult Disassemble(const Profiler::ResolveFunctionDataJob& job, ModuleSymbols& symbols,
     const JobControl& control, Profiler::FunctionData& data, Utility::Result& result)
 {
+    const CodeImage* image = symbols.GetImage();
     if (image == nullptr)
         return EDisassemblyResult::ImageNotFound;
     if (job.FunctionAddress < job.ModuleBaseAddress)
         return EDisassemblyResult::InvalidFunction;
     if (image->GetArchitecture() == EArchitecture::Unknown)
         return EDisassemblyResult::InvalidArchitecture;
-    const uint64_t size = job.FunctionSize == 0 ? cCodeOfUnknownSize : std::min(job.FunctionSize, cMostCode);
+    const uint64_t offset = job.FunctionAddress - job.ModuleBaseAddress;
+    const uint64_t size =
+        job.FunctionSize == 0 ? FindCodeSize(offset, symbols, control) : std::min(job.FunctionSize, cMostCode);
     std::vector<std::byte> code;
-    if (!image->ReadCode(job.FunctionAddress - job.ModuleBaseAddress, size, code, result))
+    if (!image->ReadCode(offset, std::max<uint64_t>(size, 1), code, result))
         return EDisassemblyResult::ImageCannotBeRead;
     return gDisassemble(image->GetArchitecture(), code, job.FunctionAddress, data.Instructions, control, result)
                ? EDisassemblyResult::Success
@@ -171,7 +186,7 @@ std::unique_ptr<Profiler::FunctionData> gResolveFunctionData(
     if (outcome == EOutcome::Found)
     {
         FindSource(job, symbols.GetReader(), *data);
-        data->DisassemblyResult = Disassemble(job, symbols.GetImage(), control, *data, result);
+        data->DisassemblyResult = Disassemble(job, symbols, control, *data, result);
     }
     else
         data->Result = outcome == EOutcome::NotFound ? EResolveFunctionDataResult::PDBNotFound

@@ -166,6 +166,18 @@ std::optional<uint64_t> PeImage::FindInFile(uint64_t address, uint64_t size) con
     return std::nullopt;
 }
 
+uint64_t PeImage::GetCodeSize(uint64_t offset) const
+{
+    for (const PeSection& section : mSections)
+    {
+        // In the file a section is filled up.
+        const uint64_t size = std::min(section.mSize, section.mFileSize);
+        if (offset >= section.mAddress && offset - section.mAddress < size)
+            return size - (offset - section.mAddress);
+    }
+    return 0;
+}
+
 bool PeImage::ReadCode(uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const
 {
     const auto place = FindInFile(offset, size);

@@ -53,6 +53,7 @@ public:
     const std::optional<PdbReference>& GetPdb() const { return mPdb; }
 
     EArchitecture GetArchitecture() const override { return mArchitecture; }
+    uint64_t GetCodeSize(uint64_t offset) const override;
     [[nodiscard]] bool ReadCode(
         uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const override;
 

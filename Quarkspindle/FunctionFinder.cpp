@@ -94,8 +94,8 @@ const Symbol* gFindFunction(
             Describe(*functions[1], base).c_str());
         return nullptr;
     }
-    result.Fail(Serialization::Unspecified, "There is no function \"%s\"; --list shows those that there are",
-        shown.c_str());
+    result.Fail(
+        Serialization::Unspecified, "There is no function \"%s\"; --list shows those that there are", shown.c_str());
     return nullptr;
 }
 

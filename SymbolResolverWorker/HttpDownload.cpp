@@ -10,6 +10,7 @@
 #include "Serialization/Error.h"
 #include "SymbolResolverWorker/JobControl.h"
 #include "Utility/FileWriter.h"
+#include "Utility/Format.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
@@ -20,10 +21,6 @@ namespace Symbols
 namespace
 {
 
-constexpr long cConnectSeconds = 5;
-/// Slower than this many bytes a second, for so long, is as good as nothing.
-constexpr long cLowestSpeed = 4096;
-constexpr long cLowSpeedSeconds = 10;
 constexpr curl_off_t cLargestFile = curl_off_t{4} << 30;
 constexpr long cMostRedirects = 5;
 
@@ -36,7 +33,11 @@ struct Cleanup
 class Transfer
 {
 public:
-    Transfer(const std::string& url, const JobControl& control) : mURL{url}, mControl{control} {}
+    Transfer(const std::string& url, const JobControl& control, const DownloadPatience& patience)
+        : mURL{url},
+          mControl{control},
+          mPatience{patience}
+    {}
 
     [[nodiscard]] bool Run(const std::string& path, Utility::Result& result)
     {
@@ -54,6 +55,10 @@ public:
             return false;
         if (mFileError != FileSystem::FileError{})
             return result.FailText(Serialization::Unspecified, mFileError.ToString());
+        if (mIsStalled)
+            return result.Fail(Serialization::FileNotFound,
+                "%s: less than %" PRIu64 " bytes came within %" PRId64 " ms, after %" PRIu64, mURL.c_str(),
+                mPatience.mLeast, static_cast<int64_t>(mPatience.mNext.count()), mReceived);
         if (code != CURLE_OK)
             return result.Fail(Serialization::FileNotFound, "%s: %s", mURL.c_str(), curl_easy_strerror(code));
         return mFile.Commit(mFileError) || result.FailText(Serialization::Unspecified, mFileError.ToString());
@@ -69,9 +74,9 @@ private:
         curl_easy_setopt(handle, CURLOPT_MAXREDIRS, cMostRedirects);
         curl_easy_setopt(handle, CURLOPT_FAILONERROR, 1L);
         curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, cConnectSeconds);
-        curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, cLowestSpeed);
-        curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, cLowSpeedSeconds);
+        curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(mPatience.mConnection.count()));
+        // Any packing that the library knows: debug files shrink to a third.
+        curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
         curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, cLargestFile);
         curl_easy_setopt(handle, CURLOPT_USERAGENT, "quarkspindle");
         curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &Transfer::sWrite);
@@ -81,7 +86,7 @@ private:
         curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
     }
 
-    // A server may send more than it announced.
+    // A server may send more than it announced, or than was packed.
     static std::size_t sWrite(char* data, std::size_t, std::size_t size, void* context)
     {
         auto& self = *static_cast<Transfer*>(context);
@@ -91,32 +96,57 @@ private:
         return isWritten ? size : 0;
     }
 
+    /// Called with each piece that comes, and about once a second when nothing does.
     static int sProgress(void* context, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t)
     {
         auto& self = *static_cast<Transfer*>(context);
+        self.mReceived = static_cast<uint64_t>(now);
         const auto time = JobControl::Clock::now();
         if (now > 0 && time >= self.mNextReport)
         {
-            Utility::gTrace("Downloading %s: %" PRIu64 " of %" PRIu64 " KiB", self.mURL.c_str(),
-                static_cast<uint64_t>(now) / 1024, static_cast<uint64_t>(total) / 1024);
+            self.Report(static_cast<uint64_t>(total));
             self.mNextReport = time + std::chrono::seconds{2};
         }
-        return self.mControl.ShouldStop() ? 1 : 0;
+        return self.mControl.ShouldStop() || self.IsStalled(time) ? 1 : 0;
+    }
+
+    void Report(uint64_t total) const
+    {
+        const std::string whole = total == 0 ? "" : Utility::gFormat(" of %" PRIu64, total / 1024);
+        Utility::gTrace("Downloading %s: %" PRIu64 "%s KiB", mURL.c_str(), mReceived / 1024, whole.c_str());
+    }
+
+    bool IsStalled(JobControl::Clock::time_point time)
+    {
+        // After a redirection it counts from 0 again.
+        if (mReceived < mWaitedFrom || mReceived - mWaitedFrom >= mPatience.mLeast)
+        {
+            mWaitedFrom = mReceived;
+            mWaitingSince = time;
+        }
+        mIsStalled = time - mWaitingSince >= mPatience.mNext;
+        return mIsStalled;
     }
 
     const std::string& mURL;
     const JobControl& mControl;
+    const DownloadPatience mPatience;
     FileSystem::AtomicFileWriter mFile;
     FileSystem::FileError mFileError;
-    curl_off_t mSize = 0;
+    curl_off_t mSize = 0;     ///< written
+    uint64_t mReceived = 0;   ///< over the network
+    uint64_t mWaitedFrom = 0; ///< what had been received when the present wait began
+    bool mIsStalled = false;
+    JobControl::Clock::time_point mWaitingSince = JobControl::Clock::now();
     JobControl::Clock::time_point mNextReport = JobControl::Clock::now() + std::chrono::seconds{1};
 };
 
 }
 
-bool gDownload(const std::string& url, const std::string& path, const JobControl& control, Utility::Result& result)
+bool gDownload(const std::string& url, const std::string& path, const JobControl& control, Utility::Result& result,
+    const DownloadPatience& patience)
 {
-    return Transfer{url, control}.Run(path, result);
+    return Transfer{url, control, patience}.Run(path, result);
 }
 
 std::string gEscapeForURL(const std::string& text)

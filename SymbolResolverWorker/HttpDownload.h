@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace Utility
@@ -12,11 +14,22 @@ namespace Symbols
 
 class JobControl;
 
-/// Fetches what a URL names into a file, which appears whole or not at all; its folder is made. Gives up when no
-/// connection comes about within seconds, when what comes is too slow, and when the job ends. False with the reason,
-/// also where the server has no such file.
-[[nodiscard]] bool gDownload(
-    const std::string& url, const std::string& path, const JobControl& control, Utility::Result& result);
+/// How long a server is waited for, of whatever kind it is.
+struct DownloadPatience
+{
+    /// For a connection.
+    std::chrono::milliseconds mConnection{5000};
+    /// For the next `mLeast` bytes, from the start on. Whoever sends those in time may go on for as long as the job
+    /// may.
+    std::chrono::milliseconds mNext{10000};
+    uint64_t mLeast = 40 << 10;
+};
+
+/// Fetches what a URL names into a file, which appears whole or not at all; its folder is made. Gives up when
+/// `patience` is at its end, and within a second or so when the job is. False with the reason, also where the server
+/// has no such file.
+[[nodiscard]] bool gDownload(const std::string& url, const std::string& path, const JobControl& control,
+    Utility::Result& result, const DownloadPatience& patience = {});
 
 /// Text as a part of a URL.
 std::string gEscapeForURL(const std::string& text);

@@ -151,13 +151,11 @@ ModuleSymbols::EOutcome ModuleSymbols::OpenPdb(
         if (reader == nullptr)
             reader = TryOpen<PdbReader>(path, isWanted, problems);
     }
-    if (reader == nullptr)
-    {
-        const std::string fetched = gFetchPdb(key, search.mServers, control);
-        if (!fetched.empty())
-            reader = TryOpen<PdbReader>(fetched, isWanted, problems);
-    }
-    if (reader == nullptr)
+    const TakeFile take = [&](const std::string& path) {
+        reader = TryOpen<PdbReader>(path, isWanted, problems);
+        return reader != nullptr;
+    };
+    if (reader == nullptr && !gFetchPdb(key, search.mServers, control, take))
     {
         ReportPacked(paths, problems);
         return ReportMissing(key, problems, control, result);

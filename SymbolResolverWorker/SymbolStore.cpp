@@ -1,10 +1,13 @@
 #include "SymbolResolverWorker/SymbolStore.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
 #include "ProfilerLib/settings/SymbolSettings.h"
 #include "ProfilerLib/symbols/PDBKey.h"
 #include "ProfilerLib/symbols/SymbolCachePath.h"
 #include "SymbolResolverWorker/DebugFileFinder.h"
-#include "SymbolResolverWorker/Debuginfod.h"
 #include "SymbolResolverWorker/ElfFile.h"
 #include "SymbolResolverWorker/HttpDownload.h"
 #include "SymbolResolverWorker/JobControl.h"
@@ -27,6 +30,42 @@ std::string MakeStoreFolder(const Profiler::PDBKey& key)
     return folder + Utility::gFormat("%X", static_cast<unsigned>(key.PDBAge));
 }
 
+std::string MakeHex(std::span<const std::byte> bytes)
+{
+    std::string text;
+    for (const std::byte byte : bytes)
+        text += Utility::gFormat("%02x", std::to_integer<unsigned>(byte));
+    return text;
+}
+
+/// Takes the file `place` of a server's cache folder; when it is not there, or not wanted, one that is fetched to there
+/// from below the server's address.
+bool FetchFile(const SymbolServer& server, const std::string& place, const std::string& address,
+    const JobControl& control, const TakeFile& take)
+{
+    const std::string path = FileSystem::gCombinePath(server.mCacheDirectory, place);
+    if (!Profiler::gIsInsideSymbolCache(server.mCacheDirectory, path))
+    {
+        Utility::gTrace("%s leads out of the symbol cache, and is not used", path.c_str());
+        return false;
+    }
+    if (FileSystem::gFileExists(path) && take(path))
+        return true;
+    const std::string root = server.mLocation.substr(0, server.mLocation.find_last_not_of('/') + 1);
+    Utility::Result result;
+    if (!gDownload(root + "/" + address, path, control, result))
+    {
+        Utility::gTrace("%s", result.ToString().c_str());
+        return false;
+    }
+    if (take(path))
+        return true;
+    // Some answer each question with a page of their own.
+    Utility::gTrace("What %s sent is not the file that it was asked for", root.c_str());
+    FileSystem::gDeleteFile(path);
+    return false;
+}
+
 }
 
 std::string gMakeStorePath(const Profiler::PDBKey& key)
@@ -38,57 +77,43 @@ std::string gMakeStorePath(const Profiler::PDBKey& key)
     return isName ? name + "/" + MakeStoreFolder(key) + "/" + name : std::string{};
 }
 
-std::string gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers, const JobControl& control)
+bool gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers, const JobControl& control,
+    const TakeFile& take)
 {
     const std::string place = gMakeStorePath(key);
     if (place.empty())
-        return {};
+        return false;
     const std::string name = gEscapeForURL(FileSystem::gGetFileName(key.PDBName));
-    for (const SymbolServer& server : servers)
-    {
-        const std::string cached =
-            FileSystem::gCombinePath(server.IsOnNetwork() ? server.mCacheDirectory : server.mLocation, place);
-        if (server.IsOnNetwork() &&
-            !Profiler::gIsInsideSymbolCache(cached.substr(0, cached.size() - place.size() - 1), cached))
-        {
-            Utility::gTrace("%s leads out of the symbol cache, and is not used", cached.c_str());
-            continue;
-        }
-        if (FileSystem::gFileExists(cached))
-            return cached;
-        if (!server.IsOnNetwork())
-            continue;
-        Utility::Result result;
-        const std::string url = server.mLocation + "/" + name + "/" + MakeStoreFolder(key) + "/" + name;
-        if (gDownload(url, cached, control, result))
-            return cached;
-        Utility::gTrace("%s", result.ToString().c_str());
-    }
-    return {};
+    const std::string address = name + "/" + MakeStoreFolder(key) + "/" + name;
+    return std::ranges::any_of(servers, [&](const SymbolServer& server) {
+        if (server.IsOnNetwork())
+            return !control.ShouldStop() && FetchFile(server, place, address, control, take);
+        const std::string path = FileSystem::gCombinePath(server.mLocation, place);
+        return FileSystem::gFileExists(path) && take(path);
+    });
 }
 
 std::unique_ptr<ElfFile> gFetchDebugFile(
     const ElfFile& image, const std::vector<SymbolServer>& servers, const JobControl& control)
 {
+    constexpr std::size_t cLongestBuildID = 64;
     const std::vector<std::byte> buildID = image.GetBuildID();
-    std::vector<std::string> locations;
-    std::string cacheDirectory;
+    if (buildID.empty() || buildID.size() > cLongestBuildID)
+        return nullptr;
+    const std::string name = MakeHex(buildID) + "/debuginfo";
+    std::unique_ptr<ElfFile> debugFile;
+    const TakeFile take = [&](const std::string& path) {
+        debugFile = gOpenDebugFile(path, image);
+        return debugFile != nullptr;
+    };
     for (const SymbolServer& server : servers)
     {
-        // It has program databases only, and is part of the settings that nobody has touched.
-        if (!server.IsOnNetwork() || server.mLocation == Profiler::SymbolSettings::cPublicSymbolServer)
-            continue;
-        locations.push_back(server.mLocation);
-        cacheDirectory = server.mCacheDirectory;
+        // The public one has program databases only, and is part of the settings that nobody has touched.
+        const bool isAsked = server.IsOnNetwork() && server.mLocation != Profiler::SymbolSettings::cPublicSymbolServer;
+        if (isAsked && !control.ShouldStop() &&
+            FetchFile(server, "debuginfod/" + name, "buildid/" + name, control, take))
+            return debugFile;
     }
-    if (locations.empty() || buildID.empty())
-        return nullptr;
-    Utility::Result result;
-    std::string path;
-    if (gQueryDebuginfod(
-            buildID, locations, FileSystem::gCombinePath(cacheDirectory, "debuginfod"), path, control, result))
-        return gOpenDebugFile(path, image);
-    Utility::gTrace("%s", result.ToString().c_str());
     return nullptr;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,11 +22,16 @@ class JobControl;
 /// name cannot be one in a store.
 std::string gMakeStorePath(const Profiler::PDBKey& key);
 
-/// Asks each server in turn for a program database, and gives the path of a copy on this machine; empty when none has
-/// it. What came over the network is kept in the server's cache folder, in the same layout.
-std::string gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers, const JobControl& control);
+/// Opens a copy on this machine, and says whether it is the wanted file.
+using TakeFile = std::function<bool(const std::string& path)>;
 
-/// Asks the servers on the network, as those of debug files, for that of an image; null when none has it.
+/// Asks each server in turn for a program database, until `take` has one. What came over the network is kept in the
+/// server's cache folder, in the layout of a store, unless it is not wanted. False when none has it.
+[[nodiscard]] bool gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers,
+    const JobControl& control, const TakeFile& take);
+
+/// Asks each server on the network in turn, as one of debug files, for that of an image by its build-id; null when none
+/// has it. Kept in the server's cache folder, below "debuginfod".
 std::unique_ptr<ElfFile> gFetchDebugFile(
     const ElfFile& image, const std::vector<SymbolServer>& servers, const JobControl& control);
 

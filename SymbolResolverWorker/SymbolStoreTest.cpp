@@ -14,6 +14,7 @@
 #include "SymbolResolverWorker/ModuleSymbols.h"
 #include "SymbolResolverWorker/Testing/HttpServerLinux.h"
 #include "SymbolResolverWorker/Testing/ReaderFixture.h"
+#include "Utility/Format.h"
 #include "Utility/Result.h"
 
 namespace Symbols::Testing
@@ -37,6 +38,17 @@ protected:
     }
 
     std::vector<SymbolServer> At(const std::string& location) { return {{mFolder / "cache", location}}; }
+
+    /// The path of the copy; empty for none. `isWanted` says what is thought of each.
+    std::string Fetch(const std::string& location, bool isWanted = true)
+    {
+        std::string taken;
+        const bool isFetched = gFetchPdb(mKey, At(location), mControl, [&](const std::string& path) {
+            taken = path;
+            return isWanted;
+        });
+        return isFetched ? taken : "";
+    }
 
     Profiler::PDBKey mKey;
 };
@@ -71,10 +83,9 @@ TEST_F(SymbolStoreTest, ADatabaseIsFetchedOnceAndThenKept)
     TemporaryFolder data;
     std::filesystem::copy_file(SYMBOL_TEST_DATA "/sample.pdb", data / "sample.pdb");
     const HttpServer server{{{"/store/" + gMakeStorePath(mKey), data.Read("sample.pdb")}}};
-    EXPECT_EQ(gFetchPdb(mKey, At(server.GetURL() + "/other"), mControl), "");
+    EXPECT_EQ(Fetch(server.GetURL() + "/other"), "");
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(gFetchPdb(mKey, At(server.GetURL() + "/store"), mControl),
-            mFolder / "cache" + ("/" + gMakeStorePath(mKey)));
+        EXPECT_EQ(Fetch(server.GetURL() + "/store//"), mFolder / "cache" + ("/" + gMakeStorePath(mKey)));
     EXPECT_EQ(server.GetNumRequests(), 2);
     EXPECT_THAT(mFolder.List(), ElementsAre("cache/" + gMakeStorePath(mKey)));
 
@@ -88,13 +99,28 @@ TEST_F(SymbolStoreTest, ADatabaseIsFetchedOnceAndThenKept)
     EXPECT_EQ(symbols.GetImage(), nullptr);
 }
 
+TEST_F(SymbolStoreTest, WhatIsNotTheFileThatWasAskedForIsNotKept)
+{
+    const std::string place = gMakeStorePath(mKey);
+    const HttpServer server{{{"/portal/" + place, "<html>Please log in</html>"}, {"/store/" + place, "a database"}}};
+    EXPECT_EQ(Fetch(server.GetURL() + "/portal", false), "");
+    EXPECT_THAT(mFolder.List(), IsEmpty());
+
+    // Damaged in the cache: fetched anew.
+    mFolder.Write("cache/" + place, "half a data");
+    int numTries = 0;
+    EXPECT_TRUE(
+        gFetchPdb(mKey, At(server.GetURL() + "/store"), mControl, [&](const std::string&) { return ++numTries == 2; }));
+    EXPECT_EQ(mFolder.Read("cache/" + place), "a database");
+}
+
 TEST_F(SymbolStoreTest, NothingIsFetchedThroughALinkInTheCache)
 {
     TemporaryFolder outside;
     std::filesystem::create_directory(mFolder / "cache");
     std::filesystem::create_directory_symlink(outside.GetPath(), mFolder / "cache/sample.pdb");
     const HttpServer server{{{"/store/" + gMakeStorePath(mKey), "a database"}}};
-    EXPECT_EQ(gFetchPdb(mKey, At(server.GetURL() + "/store"), mControl), "");
+    EXPECT_EQ(Fetch(server.GetURL() + "/store"), "");
     EXPECT_EQ(server.GetNumRequests(), 0);
     EXPECT_THAT(outside.List(), IsEmpty());
 }
@@ -125,6 +151,10 @@ TEST_F(SymbolStoreTest, ADebugFileIsFetchedByItsBuildID)
     const auto debugFile = gFetchDebugFile(image, At(server.GetURL()), mControl);
     ASSERT_NE(debugFile, nullptr);
     EXPECT_EQ(debugFile->GetBuildID(), image.GetBuildID());
+    // The second time it is in the cache, whatever servers come first.
+    for (const char* folder : {"", "/none"})
+        EXPECT_NE(gFetchDebugFile(image, At(server.GetURL() + folder), mControl), nullptr);
+    EXPECT_EQ(server.GetNumRequests(), 1);
 }
 
 TEST_F(SymbolStoreTest, AServerThatDoesNotAnswerIsLeftWhenTheJobEnds)
@@ -135,7 +165,7 @@ TEST_F(SymbolStoreTest, AServerThatDoesNotAnswerIsLeftWhenTheJobEnds)
             std::this_thread::sleep_for(std::chrono::milliseconds{5});
         mControl.Cancel();
     }};
-    EXPECT_EQ(gFetchPdb(mKey, At(server.GetURL() + "/hang"), mControl), "");
+    EXPECT_EQ(Fetch(server.GetURL() + "/hang"), "");
     canceller.join();
     EXPECT_THAT(mFolder.List(), IsEmpty()) << "nothing half-done remains";
 }
@@ -158,6 +188,22 @@ TEST_F(SymbolStoreTest, NamesAreWrittenOut)
         {std::string(70000, 'x'), std::string(65536, 'x')}};
     for (const auto& [name, readable] : cRows)
         EXPECT_EQ(gMakeReadable(name), readable);
+
+    // Each parameter is a pair of two like the one before: of few letters they make a long name, of more there is none.
+    const auto makeDoubling = [](int depth) {
+        std::string name = "_Z1fSt4pairIiiE";
+        for (int i = 0; i < depth; ++i)
+        {
+            const std::string last = Utility::gFormat("S%c_", i < 10 ? '0' + i : 'A' + i - 10);
+            name += "S_I" + last + last + "E";
+        }
+        return name;
+    };
+    const std::string readable = gMakeReadable(makeDoubling(9));
+    EXPECT_TRUE(readable.starts_with("f(std::pair<int, int>, std::pair<std::pair<int, int>, ")) << readable;
+    EXPECT_GT(readable.size(), 20000u);
+    for (const int depth : {12, 36})
+        EXPECT_EQ(gMakeReadable(makeDoubling(depth)), makeDoubling(depth));
     EXPECT_EQ(gCutVersion("memcpy@@GLIBC_2.14"), "memcpy");
     EXPECT_EQ(gCutVersion("@x"), "@x");
     EXPECT_EQ(gCutVersion(""), "");

@@ -127,17 +127,18 @@ protected:
         return mFolder / "large.so";
     }
 
-    /// A library with a function whose readable name doubles with each of 60 parameters: it takes years to write.
+    /// A library with a function whose name takes years to write out: each of 60 types stands for two of the one
+    /// before, and all are searched for a parameter pack before the first letter is written.
     std::string MakeEndlessImage()
     {
-        std::string name = "_Z1f1PIiiE";
-        std::string previous = "S0_";
+        std::string name = "_Z1fDp1QI1PIiiE";
+        const auto refer = [](int index) {
+            return std::string{"S"} + (index < 36 ? "" : "1") + "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[index % 36] +
+                   "_";
+        };
         for (int i = 0; i < 60; ++i)
-        {
-            name += "S_I" + previous + previous + "E";
-            previous =
-                std::string{"S"} + (i + 1 < 36 ? "" : "1") + "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[(i + 1) % 36] + "_";
-        }
+            name += "S0_I" + refer(i + 1) + refer(i + 1) + "E";
+        name += "E";
         const std::string source =
             mFolder.Write("endless.s", ".text\n.globl " + name + "\n.type " + name + ", @function\n" + name +
                                            ": .byte 0\n.size " + name + ", 1\n");

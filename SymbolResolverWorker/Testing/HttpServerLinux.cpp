@@ -57,26 +57,53 @@ void HttpServer::Answer(int connection)
     }
     ++mNumRequests;
     const std::size_t begin = request.find(' ') + 1;
-    const std::string path = request.substr(begin, request.find(' ', begin) - begin);
+    std::string path = request.substr(begin, request.find(' ', begin) - begin);
+    constexpr auto cForEver = std::chrono::hours{1};
     if (path.starts_with("/hang"))
+        return Pause(cForEver);
+    const bool isStalling = path.starts_with("/stall/");
+    const bool isDripping = path.starts_with("/drip/");
+    if (isStalling || isDripping)
+        path.erase(0, path.find('/', 1));
+    const auto file = mFiles.find(path);
+    if (file == mFiles.end())
     {
-        while (!mIsStopping)
-            std::this_thread::sleep_for(std::chrono::milliseconds{5});
+        Send(connection, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
         return;
     }
-    const auto file = mFiles.find(path);
-    std::string answer =
-        file == mFiles.end()
-            ? "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\nConnection: close\r\n\r\n"
-            : "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " + std::to_string(file->second.size()) +
-                  "\r\n\r\n" + file->second;
-    for (std::string_view rest = answer; !rest.empty();)
+    const std::string_view content = file->second;
+    Send(connection,
+        "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " + std::to_string(content.size()) + "\r\n\r\n");
+    constexpr std::size_t cNumDrops = 30;
+    const std::size_t piece = isStalling   ? content.size() / 2
+                              : isDripping ? (content.size() + cNumDrops - 1) / cNumDrops
+                                           : content.size();
+    for (std::size_t at = 0; at < content.size() && Send(connection, content.substr(at, piece)); at += piece)
     {
-        const ssize_t count = send(connection, rest.data(), rest.size(), MSG_NOSIGNAL);
-        if (count <= 0)
-            return;
-        rest.remove_prefix(static_cast<std::size_t>(count));
+        if (isStalling)
+            return Pause(cForEver);
+        if (isDripping)
+            Pause(std::chrono::seconds{3} / cNumDrops);
     }
+}
+
+bool HttpServer::Send(int connection, std::string_view text) const
+{
+    while (!text.empty() && !mIsStopping)
+    {
+        const ssize_t count = send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+        if (count <= 0)
+            return false;
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return text.empty();
+}
+
+void HttpServer::Pause(std::chrono::milliseconds time) const
+{
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (!mIsStopping && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds{5});
 }
 
 }

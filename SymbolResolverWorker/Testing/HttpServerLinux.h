@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace Symbols::Testing
@@ -12,7 +14,8 @@ namespace Symbols::Testing
 class HttpServer
 {
 public:
-    /// The content of each path. What begins with "/hang" is never answered.
+    /// The content of each path. What begins with "/hang" is never answered; of "/stall/PATH" comes half of PATH and
+    /// then nothing, and of "/drip/PATH" all of it in thirty pieces, in three seconds.
     explicit HttpServer(std::map<std::string, std::string> files);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
@@ -24,6 +27,8 @@ public:
 private:
     void Run();
     void Answer(int connection);
+    void Pause(std::chrono::milliseconds time) const;
+    bool Send(int connection, std::string_view text) const;
 
     const std::map<std::string, std::string> mFiles;
     int mSocket = -1;

@@ -1,5 +1,6 @@
 #include "Quarkspindle/FunctionFinder.h"
 
+#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <string>
@@ -25,44 +26,70 @@ enum class EFit : uint8_t
     Whole,
     WithoutSignature,
     Clone,
+    WithoutScope,
     None,
 };
 constexpr std::size_t cNumFits = static_cast<std::size_t>(EFit::None);
 
-/// Whether text is outside of all brackets at its end, as what a function returns is where its name begins.
-bool IsBalanced(std::string_view text)
+/// By how much deeper in brackets text is at its end.
+int CountDepth(std::string_view text)
 {
-    int depth = 0;
-    for (const char letter : text)
-    {
-        depth += letter == '<' || letter == '(' ? 1 : 0;
-        depth -= letter == '>' || letter == ')' ? 1 : 0;
-    }
-    return depth == 0;
+    const auto count = [text](char one, char other) {
+        return std::ranges::count_if(text, [=](char letter) { return letter == one || letter == other; });
+    };
+    return static_cast<int>(count('<', '(') - count('>', ')'));
 }
 
-/// What may stand behind the name of a function: "(int)", "[abi:cxx11](int)", " [clone .cold]", ".cold".
-EFit CompareRest(std::string_view rest)
+/// What is behind the template arguments that text begins with, if it does.
+std::string_view SkipArguments(std::string_view text)
 {
-    const bool isSignature = rest.starts_with('(') || rest.starts_with("[abi:");
-    if (!isSignature && !rest.empty() && !rest.starts_with(" [clone ") && !rest.starts_with('.'))
-        return EFit::None;
-    const bool isClone = rest.starts_with('.') || rest.find(" [clone ") != std::string_view::npos;
-    return isClone ? EFit::Clone : EFit::WithoutSignature;
+    int depth = 0;
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        depth += CountDepth(text.substr(i, 1));
+        if (depth == 0)
+            return text[i] == '>' ? text.substr(i + 1) : text;
+    }
+    return {};
+}
+
+/// How the name fits where it is found, from what stands in front of and behind it.
+EFit CompareAt(std::string_view front, std::string_view rest, bool isClone)
+{
+    const auto isSignature = [](std::string_view text) {
+        return text.empty() || text.starts_with('(') || text.starts_with("[abi:");
+    };
+    // In front of a template's name there is what it returns.
+    if (front.empty() || front.ends_with(' '))
+    {
+        if (isClone && (isSignature(rest) || rest.starts_with(" [clone ") || rest.starts_with('.')))
+            return EFit::Clone;
+        if (isSignature(rest))
+            return EFit::WithoutSignature;
+    }
+    const bool isPart = front.empty() || front.ends_with(' ') || front.ends_with("::");
+    return isPart && !isClone && isSignature(SkipArguments(rest)) ? EFit::WithoutScope : EFit::None;
 }
 
 EFit Compare(std::string_view function, std::string_view name)
 {
     if (function == name)
         return EFit::Whole;
+    // "Work(int) [clone .cold]"; in C it is "work.cold".
+    const bool isClone = function.find(" [clone ") != std::string_view::npos ||
+                         (function.starts_with(name) && function.substr(name.size()).starts_with('.'));
+    EFit best = EFit::None;
+    int depth = 0;
+    std::size_t counted = 0;
     for (std::size_t at = function.find(name); at != std::string_view::npos; at = function.find(name, at + 1))
     {
-        // In front of a template's name there is what it returns.
-        const bool isStart = at == 0 || (function[at - 1] == ' ' && IsBalanced(function.substr(0, at)));
-        if (const EFit fit = CompareRest(function.substr(at + name.size())); isStart && fit != EFit::None)
-            return fit;
+        depth += CountDepth(function.substr(counted, at - counted));
+        counted = at;
+        // Inside of brackets there are types.
+        if (depth == 0)
+            best = std::min(best, CompareAt(function.substr(0, at), function.substr(at + name.size()), isClone));
     }
-    return EFit::None;
+    return best;
 }
 
 std::string Describe(const Symbol& function, uint64_t base)

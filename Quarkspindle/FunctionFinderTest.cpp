@@ -54,6 +54,18 @@ TEST_F(FunctionFinderTest, ParametersAndWhatIsReturnedMayBeLeftOut)
     EXPECT_THAT(mResult.ToString(), HasSubstr("There is no function \"Help\""));
 }
 
+TEST_F(FunctionFinderTest, TheInnermostNameIsEnoughForOne)
+{
+    EXPECT_EQ(Find({"A::Box::Add(A::Item)", "A::Box::Add(A::Item) [clone .cold]", "A::Adder()"}, "Add"), 1u);
+    EXPECT_EQ(Find({"Outer::Work(int)", "Work(int)"}, "Work"), 2u);
+    EXPECT_EQ(Find({"(anonymous namespace)::Help(int)", "std::function<Help (int)>::Call()"}, "Help"), 1u);
+    EXPECT_EQ(Find({"int Twice<int>(int)"}, "Twice"), 1u);
+    EXPECT_EQ(Find({"int Twice<int>(int)", "char Twice<char>(char)"}, "Twice"), 0u);
+    EXPECT_THAT(mResult.ToString(), HasSubstr("is the name of 2 functions"));
+    EXPECT_EQ(Find({"Add::Run(int)", "Run(Add)", "Run<Add>(int)", "Add<int>::Run()"}, "Add"), 0u);
+    EXPECT_THAT(mResult.ToString(), HasSubstr("There is no function"));
+}
+
 TEST_F(FunctionFinderTest, SeveralThatFitAreToldWithTheirAddresses)
 {
     EXPECT_EQ(Find({"Work(int)", "Work(char)", "Work(int) [clone .cold]"}, "Work"), 0u);

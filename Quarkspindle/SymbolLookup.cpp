@@ -12,6 +12,7 @@
 #include "Serialization/Error.h"
 #include "Serialization/RTTI/Image.h"
 #include "Serialization/Schema.h"
+#include "Utility/FileError.h"
 #include "Utility/FileSystem.h"
 #include "Utility/Path.h"
 
@@ -36,11 +37,36 @@ bool WaitFor(const Future& future, const std::atomic<bool>& interrupted)
     return true;
 }
 
+/// As the settings tell them from folders.
+bool IsServer(const std::string& location)
+{
+    return location.starts_with("http");
+}
+
 std::string MakeAbsolute(const std::string& path)
 {
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::canonical(path, error);
     return error ? path : absolute.string();
+}
+
+/// Of the folders in the settings some may come and go; what is named for this once has to be there.
+bool CheckPlaces(const SymbolPlaces& places, Utility::Result& result)
+{
+    const std::string& cache = places.mCacheDirectory;
+    FileSystem::FileError error;
+    if (!cache.empty() && !FileSystem::gCreateDirectoryTree(cache, error))
+        return result.FailText(Serialization::Unspecified, error.ToString());
+    std::error_code ignored;
+    if (!cache.empty() && !std::filesystem::is_directory(cache, ignored))
+        return result.Fail(Serialization::Unspecified, "%s is no folder to keep symbols in", cache.c_str());
+    for (const std::string& location : places.mLocations)
+    {
+        if (!IsServer(location) && !std::filesystem::is_directory(location, ignored))
+            return result.Fail(
+                Serialization::FileNotFound, "%s is neither a folder nor the URL of a server", location.c_str());
+    }
+    return true;
 }
 
 }
@@ -49,8 +75,9 @@ bool SymbolLookup::Open(const std::string& binary, const SymbolPlaces& places, U
 {
     mBinary = MakeAbsolute(binary);
     const std::string worker = gFindPrivateFile("SymbolResolverWorker");
-    if (!mIdentity.Read(mBinary, result) || !result.Check(FileSystem::gFileExists(worker), Serialization::FileNotFound,
-                                                "Unable to find SymbolResolverWorker executable: %s", worker.c_str()))
+    if (!CheckPlaces(places, result) || !mIdentity.Read(mBinary, result) ||
+        !result.Check(FileSystem::gFileExists(worker), Serialization::FileNotFound,
+            "Unable to find SymbolResolverWorker executable: %s", worker.c_str()))
         return false;
     RegisterTypes();
     ApplySettings(places);
@@ -84,7 +111,7 @@ void SymbolLookup::ApplySettings(const SymbolPlaces& places)
         settings.SetSymbolCacheDirectory(MakeAbsolute(places.mCacheDirectory));
     std::vector<Profiler::SymbolLocation> locations;
     for (const std::string& location : places.mLocations)
-        locations.push_back({location.starts_with("http") ? location : MakeAbsolute(location), true});
+        locations.push_back({IsServer(location) ? location : MakeAbsolute(location), true});
     settings.SymbolLocations.insert(settings.SymbolLocations.begin(), locations.begin(), locations.end());
 }
 
@@ -103,7 +130,9 @@ bool SymbolLookup::FindModule(Utility::Result& result)
         return result.Fail(Serialization::Unspecified, "Interrupted");
     const bool hasSymbols = mModule != nullptr && mModule->GetSourcePDBStatus() == Profiler::ESymbolSource::Found;
     return result.Check(hasSymbols, Serialization::FileNotFound,
-        "There are no symbols for this file; --verbose shows where they were looked for");
+               "There are no symbols for this file; --verbose shows where they were looked for") &&
+           result.Check(!mModule->GetFunctions().empty(), Serialization::FileNotFound,
+               "No function of this file is known: it has neither a symbol table nor an unwind table that can be read");
 }
 
 std::unique_ptr<Profiler::FunctionData> SymbolLookup::Resolve(

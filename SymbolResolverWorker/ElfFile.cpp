@@ -52,6 +52,7 @@ bool ElfFile::Open(const std::string& path, Utility::Result& result)
             "The ELF file is no little-endian executable or library: byte order %d, type %d", header.e_ident[EI_DATA],
             header.e_type);
     mMachine = header.e_machine;
+    ReadCodeSections();
     return ReadSegments(result);
 }
 
@@ -74,6 +75,17 @@ bool ElfFile::ReadSegments(Utility::Result& result)
             mCodeRanges.push_back({segment.p_vaddr, segment.p_vaddr + segment.p_memsz});
     }
     return result.Check(!mSegments.empty(), Serialization::CorruptData, "The ELF file has no segment to load");
+}
+
+void ElfFile::ReadCodeSections()
+{
+    for (Elf_Scn* section = nullptr; (section = elf_nextscn(mElf, section)) != nullptr;)
+    {
+        GElf_Shdr header;
+        if (gelf_getshdr(section, &header) != nullptr && (header.sh_flags & SHF_EXECINSTR) != 0)
+            mCodeSections.Add(header.sh_addr, header.sh_size);
+    }
+    mCodeSections.Sort();
 }
 
 std::vector<std::byte> ElfFile::GetBuildID() const
@@ -204,14 +216,8 @@ uint64_t ElfFile::GetCodeSize(uint64_t offset) const
 {
     const uint64_t address = mBase + offset;
     const uint64_t size = GetBytesAt(address).GetSize();
-    for (Elf_Scn* section = nullptr; (section = elf_nextscn(mElf, section)) != nullptr;)
-    {
-        GElf_Shdr header;
-        if (gelf_getshdr(section, &header) != nullptr && (header.sh_flags & SHF_EXECINSTR) != 0 &&
-            address >= header.sh_addr && address - header.sh_addr < header.sh_size)
-            return std::min(size, header.sh_size - (address - header.sh_addr));
-    }
-    return size;
+    const auto end = mCodeSections.FindEnd(address);
+    return end ? std::min(size, *end - address) : size;
 }
 
 bool ElfFile::ReadCode(uint64_t offset, uint64_t size, std::vector<std::byte>& code, Utility::Result& result) const

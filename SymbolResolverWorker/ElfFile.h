@@ -11,6 +11,7 @@
 
 #include "SymbolResolverWorker/ByteRange.h"
 #include "SymbolResolverWorker/CodeImage.h"
+#include "SymbolResolverWorker/CodeSections.h"
 #include "SymbolResolverWorker/MappedFile.h"
 
 namespace Symbols
@@ -55,6 +56,8 @@ public:
     /// The segments with instructions, as link-time addresses.
     const std::vector<AddressRange>& GetCodeRanges() const { return mCodeRanges; }
     bool IsCode(uint64_t address) const;
+    /// The sections with instructions, by link-time addresses.
+    const CodeSections& GetCodeSections() const { return mCodeSections; }
 
     /// The first section of that type, or of that name; null when there is none.
     Elf_Scn* FindSection(uint32_t type) const;
@@ -81,6 +84,7 @@ private:
     };
 
     [[nodiscard]] bool ReadSegments(Utility::Result& result);
+    void ReadCodeSections();
     void UnpackSection(Elf_Scn* section, const JobControl& control);
 
     std::string mPath;
@@ -90,6 +94,7 @@ private:
     uint64_t mBase = 0;
     std::vector<Segment> mSegments;
     std::vector<AddressRange> mCodeRanges;
+    CodeSections mCodeSections;
     std::vector<std::vector<std::byte>> mUnpacked;
 };
 

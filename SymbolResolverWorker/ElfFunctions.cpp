@@ -168,6 +168,7 @@ bool gReadElfFunctions(const ElfFile& image, const ElfFile* debugFile, std::vect
         }
         std::ranges::stable_sort(functions, {}, &Profiler::Symbol::Address);
     }
+    image.GetCodeSections().CloseLast(functions, image.GetBase());
     return control.MayGoOn(result);
 }
 

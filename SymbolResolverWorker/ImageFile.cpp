@@ -12,7 +12,7 @@ bool ImageFile::Open(const std::string& path, Utility::Result& result)
 {
     FileSystem::FileError error;
     if (!mFile.Open(path, error) || !mFile.GetSize(mSize, error))
-        return result.FailText(Serialization::FileNotFound, error.ToString());
+        return result.FailText(Serialization::FileNotFound, error.GetReason());
     return true;
 }
 

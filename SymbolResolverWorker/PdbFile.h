@@ -49,6 +49,7 @@ public:
     /// `cNoStream` when there is none.
     uint32_t GetPublicsStream() const { return mPublicsStream; }
 
+    const std::vector<PeSection>& GetSections() const { return mSections; }
     /// Where a place in the image lies, from the image's base; none when there is no such section. Sections count
     /// from 1.
     std::optional<uint64_t> FindAddress(uint16_t section, uint32_t offset) const;

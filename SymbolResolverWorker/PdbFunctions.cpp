@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "Serialization/Error.h"
+#include "SymbolResolverWorker/CodeSections.h"
 #include "SymbolResolverWorker/FunctionName.h"
 #include "SymbolResolverWorker/JobControl.h"
 #include "SymbolResolverWorker/PdbFile.h"
@@ -164,6 +165,11 @@ bool gReadPdbFunctions(
     if (!collector.ReadModules(result) || !collector.ReadPublics(result))
         return false;
     collector.MoveBestTo(functions);
+    CodeSections sections;
+    for (const PeSection& section : file.GetSections())
+        sections.Add(section.mAddress, section.mSize);
+    sections.Sort();
+    sections.CloseLast(functions, 0);
     return control.MayGoOn(result);
 }
 

@@ -1,3 +1,4 @@
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -15,6 +16,13 @@ using ::testing::Not;
 using Tests::ProgramResult;
 
 const std::string cImage = QUARKSPINDLE_SAMPLE_IMAGE;
+
+std::string ReadStart(const std::string& path, std::size_t size)
+{
+    std::string content(size, 0);
+    std::ifstream{path, std::ios::binary}.read(content.data(), static_cast<std::streamsize>(size));
+    return content;
+}
 
 class SymbolsCommandTest : public testing::Test
 {
@@ -90,6 +98,17 @@ TEST_F(SymbolsCommandTest, AFunctionIsShownByItsInstructions)
         EXPECT_EQ(Run({cImage, "--disassemble", address}).Output, result.Output) << address;
 }
 
+TEST_F(SymbolsCommandTest, ACacheThatIsNoFolderIsSaid)
+{
+    const std::string file = mFolder.Write("file", "");
+    for (const auto& [cache, error] : {std::pair{file, "file is no folder"}, {file + "/below", "Unable to create"}})
+    {
+        const ProgramResult result = Tests::gRunQuarkspindle({"symbols", cImage, "1085", "--cache", cache});
+        EXPECT_EQ(result.ExitCode, 1);
+        EXPECT_THAT(result.Errors, HasSubstr(error));
+    }
+}
+
 TEST_F(SymbolsCommandTest, WhatIsWrongIsSaid)
 {
     const struct
@@ -99,6 +118,8 @@ TEST_F(SymbolsCommandTest, WhatIsWrongIsSaid)
         const char* mError;
     } cRows[] = {{{mFolder / "none", "1"}, 1, "No such file"},
         {{mFolder.Write("text", "no image"), "--list"}, 1, "neither an ELF file nor a PE image"},
+        {{mFolder.Write("cut", ReadStart("/proc/self/exe", 4000)), "1"}, 1, "No function of this file is known"},
+        {{cImage, "1", "--from", mFolder / "gone"}, 1, "gone is neither a folder nor the URL of a server"},
         {{cImage, "--disassemble", "Nobody"}, 1, "There is no function"},
         {{cImage, "--disassemble", "0xffff"}, 1, "There is no function at 0xffff"}, {{cImage}, 2, "is required"},
         {{cImage, "12x"}, 2, "is no address"}, {{cImage, "12", "--list"}, 2, "excludes"},

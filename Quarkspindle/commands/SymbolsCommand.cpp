@@ -61,7 +61,7 @@ void SymbolsCommand::Declare(CLI::App& program)
             {
                 if (!ParseAddress(text, mAddresses.emplace_back()))
                     throw CLI::ValidationError{
-                        "\"" + text + "\" is no address: hexadecimal digits, with 0x or without"};
+                        "\"" + text + "\" is no address: up to 16 hexadecimal digits, with 0x or without"};
             }
         },
         "Addresses as addr2line takes them, in hexadecimal, or from the image's base");

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <numeric>
 #include <utility>
 
 namespace Importers
@@ -16,10 +15,8 @@ LaneMerger::LaneMerger(std::span<const RecordingThread> threads, std::int64_t or
 {
     constexpr int stepsAhead = 4;
 
-    const std::size_t numLeaves = std::bit_ceil(std::max<std::size_t>(threads.size(), 2));
-    mTimes.assign(numLeaves, sNever);
-    mWinners.resize(2 * numLeaves);
-    std::iota(mWinners.begin() + static_cast<std::ptrdiff_t>(numLeaves), mWinners.end(), 0U);
+    // Whoever never plays loses against everyone.
+    mLosers.assign(std::bit_ceil(std::max<std::size_t>(threads.size(), 2)), sNobody);
     for (const RecordingThread& thread : threads)
     {
         Cursor& cursor = mCursors.emplace_back();
@@ -30,14 +27,29 @@ LaneMerger::LaneMerger(std::span<const RecordingThread> threads, std::int64_t or
         {
             cursor.MoveAhead();
         }
-        mTimes[mCursors.size() - 1] = cursor.GetTime();
     }
-    for (std::size_t node = numLeaves - 1; node > 0; --node)
+    std::vector<Player> winners(2 * mLosers.size(), sNobody);
+    for (std::size_t i = 0; i < mCursors.size(); ++i)
     {
-        const std::uint32_t left = mWinners[2 * node];
-        const std::uint32_t right = mWinners[2 * node + 1];
-        mWinners[node] = mTimes[left] <= mTimes[right] ? left : right;
+        winners[mLosers.size() + i] = GetPlayer(i);
     }
+    for (std::size_t node = mLosers.size() - 1; node > 0; --node)
+    {
+        const std::size_t winner = 2 * node + (winners[2 * node].mTime <= winners[2 * node + 1].mTime ? 0 : 1);
+        winners[node] = winners[winner];
+        mLosers[node] = winners[winner ^ 1];
+    }
+    mWinner = winners[1];
+}
+
+/// As it comes next. Times are shifted by half their range to be ordered without a sign.
+inline LaneMerger::Player LaneMerger::GetPlayer(std::size_t cursor) const
+{
+    const Cursor& next = mCursors[cursor];
+    const auto shifted = [](std::int64_t time) {
+        return static_cast<std::uint64_t>(time) ^ (std::uint64_t{1} << 63);
+    };
+    return next.IsAtEnd() ? sNobody : Player{shifted(next.GetTime()), cursor};
 }
 
 inline double LaneMerger::GetTimeMs(std::int64_t time) const
@@ -75,24 +87,29 @@ std::size_t LaneMerger::Merge(std::span<MergedEvent> events)
     std::size_t count = 0;
     for (; count < events.size() && !IsAtEnd(); ++count)
     {
-        const std::uint32_t index = mWinners[1];
-        TakeNext(index, events[count]);
-        const Cursor& cursor = mCursors[index];
-        mTimes[index] = cursor.IsAtEnd() ? sNever : cursor.GetTime();
-        Play(index);
+        const std::uint64_t cursor = mWinner.mCursor;
+        TakeNext(static_cast<std::uint32_t>(cursor), events[count]);
+        Play(cursor);
     }
     return count;
 }
 
 /// The matches of a cursor whose time has changed.
-void LaneMerger::Play(std::size_t cursor)
+inline void LaneMerger::Play(std::size_t cursor)
 {
-    for (std::size_t node = (mTimes.size() + cursor) / 2; node > 0; node /= 2)
+    Player player = GetPlayer(cursor);
+    for (std::size_t node = (mLosers.size() + cursor) / 2; node > 0; node /= 2)
     {
-        const std::uint32_t left = mWinners[2 * node];
-        const std::uint32_t right = mWinners[2 * node + 1];
-        mWinners[node] = mTimes[left] <= mTimes[right] ? left : right;
+        // The two are exchanged by bits, since a branch would be guessed wrong half the time.
+        Player& loser = mLosers[node];
+        const bool isBeaten =
+            (loser.mTime < player.mTime) | ((loser.mTime == player.mTime) & (loser.mCursor < player.mCursor));
+        const std::uint64_t mask = std::uint64_t{0} - static_cast<std::uint64_t>(isBeaten);
+        const Player change{(loser.mTime ^ player.mTime) & mask, (loser.mCursor ^ player.mCursor) & mask};
+        loser = {loser.mTime ^ change.mTime, loser.mCursor ^ change.mCursor};
+        player = {player.mTime ^ change.mTime, player.mCursor ^ change.mCursor};
     }
+    mWinner = player;
 }
 
 /// Fetches the interval behind the one that it comes to, which may lie anywhere.

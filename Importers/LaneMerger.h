@@ -41,9 +41,6 @@ public:
     std::size_t Merge(std::span<MergedEvent> events);
 
 private:
-    /// Behind all times that intervals have.
-    static constexpr std::int64_t sNever = std::numeric_limits<std::int64_t>::max();
-
     struct Cursor
     {
         std::span<const Interval> mIntervals;
@@ -64,18 +61,29 @@ private:
         }
         void MoveAhead();
     };
-    bool IsAtEnd() const { return mTimes[mWinners[1]] == sNever; }
+
+    /// What a cursor stands for in the tree: the earlier one wins, of equal times that of the thread in front.
+    struct Player
+    {
+        /// Ordered as the times are.
+        std::uint64_t mTime;
+        std::uint64_t mCursor;
+    };
+    /// Behind all times that intervals have.
+    static constexpr Player sNobody{std::numeric_limits<std::uint64_t>::max(), 0};
+
+    bool IsAtEnd() const { return mWinner.mTime == sNobody.mTime; }
     void TakeNext(std::uint32_t index, MergedEvent& event);
     void Play(std::size_t cursor);
+    Player GetPlayer(std::size_t cursor) const;
     double GetTimeMs(std::int64_t time) const;
 
     std::uint64_t mOrigin;
     std::vector<Cursor> mCursors;
-    /// A tree of matches for the earliest next event, whose node i has the winner of the nodes 2i and 2i + 1; the last
-    /// half are the cursors themselves, and of equal times the left one wins. A match costs no branch that the
-    /// processor could guess wrong.
-    std::vector<std::uint32_t> mWinners;
-    /// Of each cursor's next event; sNever where there is none.
-    std::vector<std::int64_t> mTimes;
+    /// A tree of matches for the earliest next event: node i, from 1 on, has who lost there, and the winner went on to
+    /// node i / 2. A cursor whose time has changed plays against the losers on its way up, whose places do not depend
+    /// on how the matches end.
+    std::vector<Player> mLosers;
+    Player mWinner = sNobody;
 };
 }

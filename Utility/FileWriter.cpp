@@ -169,12 +169,23 @@ bool AtomicFileWriter::Write(std::span<const std::byte> bytes, FileError& error)
     {
         return Fail(EFileOperation::Write, static_cast<int>(std::errc::bad_file_descriptor), error);
     }
-    const int number = WriteAll(mFile, mSize, bytes);
-    if (number != 0)
+    // The disk begins with the first pieces of something large while the others are written.
+    constexpr std::size_t pieceSize = std::size_t{1} << 20;
+
+    while (!bytes.empty())
     {
-        return Fail(EFileOperation::Write, number, error);
+        const std::span<const std::byte> piece = bytes.first(std::min(bytes.size(), pieceSize));
+        if (const int number = WriteAll(mFile, mSize, piece); number != 0)
+        {
+            return Fail(EFileOperation::Write, number, error);
+        }
+        if (piece.size() == pieceSize)
+        {
+            gGetFileCalls().StartWriteback(mFile.Get(), mSize, pieceSize);
+        }
+        mSize += piece.size();
+        bytes = bytes.subspan(piece.size());
     }
-    mSize += bytes.size();
     return true;
 }
 

@@ -11,6 +11,7 @@
 
 #include "ProfilerLib/symbols/ResolvedAddress.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
+#include "ProfilerLib/symbols/TestWorker.h"
 #include "ProfilerLib/symbols/Testing/WorkerFixture.h"
 #include "System/LockDelays.h"
 #include "Utility/Result.h"

@@ -64,7 +64,7 @@ std::set<uint64_t> ReadInstructionAddresses(const std::string& path, uint64_t be
     for (const std::string& line : gSplitLines(gRunShell(command)))
     {
         const std::size_t colon = line.find(":\t");
-        if (line.starts_with("  ") && colon != std::string::npos)
+        if (line.starts_with(' ') && colon != std::string::npos)
             addresses.insert(std::stoull(line.substr(0, colon), nullptr, 16));
     }
     return addresses;

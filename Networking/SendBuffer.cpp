@@ -74,6 +74,9 @@ std::span<const std::byte> SendBuffer::Take()
         mIsLentTaken = true;
         return mLent;
     }
+    // Closed, and perhaps before there was any memory.
+    if (mWriteSize == 0)
+        return {};
     const std::span<const std::byte> taken{mMemory.get() + (mIsSecondWritten ? cBufferSize : 0), mWriteSize};
     mIsSecondWritten = !mIsSecondWritten;
     mWriteSize = 0;

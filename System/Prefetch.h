@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace System
 {
@@ -13,7 +14,8 @@ inline void gPrefetchBytes(const void* bytes, std::size_t size)
     constexpr std::size_t lineSize = 64;
     for (std::size_t offset = 0; offset < size; offset += lineSize)
     {
-        const char* const line = static_cast<const char*>(bytes) + offset;
+        // As a number: there is no pointer behind null, nor between objects.
+        const void* const line = reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(bytes) + offset);
         __builtin_prefetch(line, forWriting ? 1 : 0);
         // Or the compiler takes this for a function without effects, and drops its calls.
         asm volatile("" : : "r"(line));

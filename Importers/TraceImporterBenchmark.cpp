@@ -8,6 +8,7 @@
 #include "Utility/Guid.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
+#include "tests/support/BenchmarkSize.h"
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +37,7 @@ enum class ETrace
     BeginEnd,
 };
 
-constexpr std::size_t sTextSize = 64 * 1024 * 1024;
+const std::size_t sTextSize = Tests::gGetBenchmarkSize(64 * 1024 * 1024);
 
 /// What clang writes of a large source: an event at its end, behind what is within it, and nine tenths of them with the
 /// name of what was compiled, which comes back a dozen times.

@@ -1,5 +1,6 @@
 #include "Networking/Client.h"
 #include "Networking/Server.h"
+#include "tests/support/BenchmarkSize.h"
 
 #include <benchmark/benchmark.h>
 
@@ -140,7 +141,8 @@ void Report(benchmark::State& state, std::size_t numFrames, std::size_t size, do
 void Measure(benchmark::State& state, double (ServerPair::*move)(std::size_t, const std::string&))
 {
     const std::string payload(static_cast<std::size_t>(state.range(0)), 'p');
-    const std::size_t numFrames = std::max<std::size_t>(1, (16 << 20) / (payload.size() + cHeaderSize));
+    const std::size_t numFrames =
+        std::max<std::size_t>(1, Tests::gGetBenchmarkSize(16 << 20) / (payload.size() + cHeaderSize));
     const std::size_t size = numFrames * (payload.size() + cHeaderSize);
     ServerPair pair;
     BarePair bare;

@@ -19,6 +19,7 @@
 #include "Utility/Guid.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
+#include "tests/support/BenchmarkSize.h"
 
 // How long it takes to open a saved capture, with its chart model. A large one and one of a hundredth of its events are
 // opened in turn: "growth" is how much longer the large one takes, at best.
@@ -26,8 +27,8 @@
 namespace
 {
 
-constexpr int64_t cNumEvents = 10'000'000;
-constexpr int64_t cNumFewEvents = cNumEvents / 100;
+const auto cNumEvents = static_cast<int64_t>(Tests::gGetBenchmarkSize(10'000'000));
+const int64_t cNumFewEvents = cNumEvents / 100;
 
 /// What opening may take, and how much longer for a hundred times the events.
 constexpr double cMillisecondsLimit = 20.0;

@@ -23,6 +23,7 @@
 #include "Utility/Guid.h"
 #include "Utility/Result.h"
 #include "Utility/Trace.h"
+#include "tests/support/BenchmarkSize.h"
 
 /// From a binary to a ".symcache" on the disk, beside a tool that only prints what the binary has.
 namespace
@@ -105,7 +106,8 @@ void CompareConversion(benchmark::State& state, const std::string& image, const 
 bool MakeImage(const Scratch& folder)
 {
     std::string source = ".text\n";
-    for (int i = 0; i < 100000; ++i)
+    const auto numFunctions = static_cast<int>(Tests::gGetBenchmarkSize(100000));
+    for (int i = 0; i < numFunctions; ++i)
     {
         const std::string name = Utility::gFormat("_ZN9Namespace5Class14Function%06dERKSt6vectorIiSaIiEEi", i);
         source +=
@@ -131,10 +133,11 @@ BENCHMARK(ConvertElf)->Unit(benchmark::kMillisecond)->UseRealTime();
 bool MakeDatabase(const Scratch& folder)
 {
     std::string command = "cd " + folder / "" + " && ";
+    const auto numFunctions = static_cast<int>(Tests::gGetBenchmarkSize(1000));
     for (int unit = 0; unit < 20; ++unit)
     {
         std::string source = unit == 0 ? "extern \"C\" int start() { return 0; }\n" : "";
-        for (int i = 0; i < 1000; ++i)
+        for (int i = 0; i < numFunctions; ++i)
             source += Utility::gFormat("namespace N%d { int Function%d(int v) { return v * %d; } }\n", unit, i, i);
         FileSystem::FileError error;
         const auto name = folder / Utility::gFormat("u%d.cpp", unit);

@@ -81,8 +81,11 @@ endfunction()
 # Programs that draw run under it, as tests: on a display that nobody sees, with OpenGL in software.
 set(QUARKSPINDLE_RUN_WITH_DISPLAY "${PROJECT_SOURCE_DIR}/tests/support/run-with-display")
 
+# Of tests that take long: ctest begins with them, so that none is left alone at the end.
+set(QUARKSPINDLE_LONG 10)
+
 # quarkspindle_test(NAME SOURCES file... [LIBRARIES lib...] [LABEL unit|gui|integration] [TIMEOUT seconds]
-#                   [WIDGETS] [GL_VERSIONS version...])
+#                   [LONG] [WIDGETS] [GL_VERSIONS version...])
 # One GoogleTest program; each of its tests is one test of ctest. With the label gui it has a display and a
 # QGuiApplication, with WIDGETS a QApplication and QTest; its tests run again with each version that OpenGL is told to
 # claim, such as 3.3COMPAT.
@@ -90,12 +93,16 @@ function(quarkspindle_test NAME)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "WIDGETS" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;GL_VERSIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "LONG;WIDGETS" "LABEL;TIMEOUT" "SOURCES;LIBRARIES;GL_VERSIONS")
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
+  endif()
+  set(cost 0)
+  if(ARG_LONG)
+    set(cost ${QUARKSPINDLE_LONG})
   endif()
   add_executable(${NAME} ${ARG_SOURCES} $<TARGET_OBJECTS:TestImage>)
   target_link_libraries(${NAME} PRIVATE
@@ -115,7 +122,7 @@ function(quarkspindle_test NAME)
   endif()
   gtest_discover_tests(${NAME}
     DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT})
+    PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT} COST ${cost})
   foreach(version IN LISTS ARG_GL_VERSIONS)
     gtest_discover_tests(${NAME}
       DISCOVERY_MODE PRE_TEST
@@ -127,7 +134,8 @@ endfunction()
 
 # quarkspindle_benchmark(NAME SOURCES file... [LIBRARIES lib...] [DISPLAY] [TESTED regex])
 # One Google Benchmark program, run once with the shortest time as a test so that it cannot rot; with a display when it
-# draws. Where its inputs are large, TESTED says which of its benchmarks that test runs.
+# draws. Where its inputs are large, TESTED says which of its benchmarks that test runs, or it asks
+# tests/support/BenchmarkSize.h how large they are.
 function(quarkspindle_benchmark NAME)
   if(NOT QUARKSPINDLE_BENCHMARKS)
     return()
@@ -145,7 +153,8 @@ function(quarkspindle_benchmark NAME)
   set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_BENCHMARK_PROGRAMS ${NAME})
   if(BUILD_TESTING)
     add_test(NAME ${NAME}.RunsOnce COMMAND ${NAME} --benchmark_min_time=0 "--benchmark_filter=${ARG_TESTED}")
-    set_tests_properties(${NAME}.RunsOnce PROPERTIES LABELS integration TIMEOUT 300)
+    set_tests_properties(${NAME}.RunsOnce PROPERTIES
+      LABELS integration TIMEOUT 300 COST ${QUARKSPINDLE_LONG} ENVIRONMENT QUARKSPINDLE_BENCHMARK_RUNS_ONCE=1)
   endif()
 endfunction()
 
@@ -167,6 +176,6 @@ function(quarkspindle_fuzz_target NAME)
   else()
     set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
     add_test(NAME ${NAME}.ReplaysItsCorpus COMMAND ${NAME} "${corpus}")
-    set_tests_properties(${NAME}.ReplaysItsCorpus PROPERTIES LABELS unit TIMEOUT 600)
+    set_tests_properties(${NAME}.ReplaysItsCorpus PROPERTIES LABELS unit TIMEOUT 600 COST ${QUARKSPINDLE_LONG})
   endif()
 endfunction()

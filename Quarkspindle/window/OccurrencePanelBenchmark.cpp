@@ -18,6 +18,7 @@
 #include "Quarkspindle/window/OccurrencePanel.h"
 #include "System/JobScheduler.h"
 #include "Utility/Trace.h"
+#include "tests/support/BenchmarkSize.h"
 
 // For how long the table of occurrences holds up the thread of the widgets, with many rows beside few.
 
@@ -29,7 +30,7 @@ namespace
 
 constexpr int32_t cFewRows = 1000;
 /// After it a filter that was typed is looked at.
-constexpr int cTypingPauseMs = 400;
+const auto cTypingPauseMs = static_cast<int>(Tests::gGetBenchmarkSize(400));
 
 void StartApplication()
 {

@@ -4,6 +4,8 @@ option(QUARKSPINDLE_BENCHMARKS "Build the benchmarks" ON)
 set(QUARKSPINDLE_SANITIZE "" CACHE STRING "Value for -fsanitize on every target, empty for none")
 option(QUARKSPINDLE_FUZZ "Build the fuzz targets as fuzzers; they need clang" OFF)
 option(QUARKSPINDLE_THREAD_SAFETY "Treat findings of clang's thread safety analysis as errors" OFF)
+option(QUARKSPINDLE_PRECOMPILE_TESTS
+  "Precompile GoogleTest for unit tests; it hides which of their includes are missing" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -78,6 +80,30 @@ function(quarkspindle_module NAME)
   set_target_properties(${NAME} PROPERTIES PREFIX "" LINK_DEPENDS "${exports}")
 endfunction()
 
+# quarkspindle_precompile_test(NAME)
+# GoogleTest's headers, precompiled for the first test program and taken over by all others.
+function(quarkspindle_precompile_test NAME)
+  get_property(first GLOBAL PROPERTY QUARKSPINDLE_PRECOMPILED_TEST)
+  if(first)
+    target_precompile_headers(${NAME} REUSE_FROM ${first})
+  else()
+    target_precompile_headers(${NAME} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    set_property(GLOBAL PROPERTY QUARKSPINDLE_PRECOMPILED_TEST ${NAME})
+  endif()
+  # As Qt wants those that use it: the headers go with one kind of code only.
+  target_compile_options(${NAME} PRIVATE -fPIC)
+  if(CCACHE_PROGRAM)
+    # What it wants, or such sources are compiled each time.
+    set_target_properties(${NAME} PROPERTIES CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND};-E;env;CCACHE_SLOPPINESS=pch_defines,time_macros;${CCACHE_PROGRAM}")
+    if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+      target_compile_options(${NAME} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+    else()
+      target_compile_options(${NAME} PRIVATE -fpch-preprocess)
+    endif()
+  endif()
+endfunction()
+
 # Programs that draw run under it, as tests: on a display that nobody sees, with OpenGL in software.
 set(QUARKSPINDLE_RUN_WITH_DISPLAY "${PROJECT_SOURCE_DIR}/tests/support/run-with-display")
 
@@ -109,6 +135,9 @@ function(quarkspindle_test NAME)
     QuarkspindleTestOptions ${ARG_LIBRARIES} GTest::gmock GTest::gtest GTest::gtest_main)
   if(ARG_LABEL STREQUAL unit)
     set_property(GLOBAL APPEND PROPERTY QUARKSPINDLE_UNIT_TESTS ${NAME})
+    if(QUARKSPINDLE_PRECOMPILE_TESTS)
+      quarkspindle_precompile_test(${NAME})
+    endif()
   endif()
   if(ARG_LABEL STREQUAL gui)
     if(ARG_WIDGETS)

@@ -1,6 +1,9 @@
 #include "SymbolResolverWorker/FunctionName.h"
 
-#include <demangle.h>
+#include <cstdlib>
+#include <memory>
+
+#include <cxxabi.h>
 
 namespace Symbols
 {
@@ -10,31 +13,10 @@ namespace
 
 constexpr std::size_t cLongestName = 64 * 1024;
 
-struct TooLong
-{};
-
-/// Gets the name piece by piece. A short name may stand for one of any length, since each part of it may stand for two
-/// earlier ones. The library has nothing else that ends it, and holds nothing that would be lost by an exception.
-void Append(const char* piece, std::size_t size, void* readable)
+struct Free
 {
-    auto& text = *static_cast<std::string*>(readable);
-    if (size > cLongestName - text.size())
-        throw TooLong{};
-    text.append(piece, size);
-}
-
-/// False when it is no name, or too long a one.
-bool WriteOut(const std::string& name, std::string& readable)
-{
-    try
-    {
-        return cplus_demangle_v3_callback(name.c_str(), DMGL_PARAMS | DMGL_TYPES, &Append, &readable) != 0;
-    }
-    catch (const TooLong&)
-    {
-        return false;
-    }
-}
+    void operator()(char* text) const { std::free(text); }
+};
 
 }
 
@@ -44,8 +26,9 @@ std::string gMakeReadable(std::string_view linkerName)
     // What is no function's name would be read as a type: "f" as "float".
     if (name.compare(0, 2, "_Z") != 0)
         return name;
-    std::string readable;
-    return WriteOut(name, readable) ? readable : name;
+    int status = 0;
+    const std::unique_ptr<char, Free> readable{abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status)};
+    return readable == nullptr ? name : readable.get();
 }
 
 std::string_view gCutVersion(std::string_view linkerName)

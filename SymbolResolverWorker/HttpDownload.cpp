@@ -36,7 +36,8 @@ public:
     Transfer(const std::string& url, const JobControl& control, const DownloadPatience& patience)
         : mURL{url},
           mControl{control},
-          mPatience{patience}
+          mPatience{patience},
+          mStallWatch{patience}
     {}
 
     [[nodiscard]] bool Run(const std::string& path, Utility::Result& result)
@@ -107,7 +108,8 @@ private:
             self.Report(static_cast<uint64_t>(total));
             self.mNextReport = time + std::chrono::seconds{2};
         }
-        return self.mControl.ShouldStop() || self.IsStalled(time) ? 1 : 0;
+        self.mIsStalled = self.mStallWatch.IsStalled(self.mReceived);
+        return self.mControl.ShouldStop() || self.mIsStalled ? 1 : 0;
     }
 
     void Report(uint64_t total) const
@@ -116,31 +118,30 @@ private:
         Utility::gTrace("Downloading %s: %" PRIu64 "%s KiB", mURL.c_str(), mReceived / 1024, whole.c_str());
     }
 
-    bool IsStalled(JobControl::Clock::time_point time)
-    {
-        // After a redirection it counts from 0 again.
-        if (mReceived < mWaitedFrom || mReceived - mWaitedFrom >= mPatience.mLeast)
-        {
-            mWaitedFrom = mReceived;
-            mWaitingSince = time;
-        }
-        mIsStalled = time - mWaitingSince >= mPatience.mNext;
-        return mIsStalled;
-    }
-
     const std::string& mURL;
     const JobControl& mControl;
     const DownloadPatience mPatience;
+    StallWatch mStallWatch;
     FileSystem::AtomicFileWriter mFile;
     FileSystem::FileError mFileError;
-    curl_off_t mSize = 0;     ///< written
-    uint64_t mReceived = 0;   ///< over the network
-    uint64_t mWaitedFrom = 0; ///< what had been received when the present wait began
+    curl_off_t mSize = 0;   ///< written
+    uint64_t mReceived = 0; ///< over the network
     bool mIsStalled = false;
-    JobControl::Clock::time_point mWaitingSince = JobControl::Clock::now();
     JobControl::Clock::time_point mNextReport = JobControl::Clock::now() + std::chrono::seconds{1};
 };
 
+}
+
+bool StallWatch::IsStalled(uint64_t numReceived)
+{
+    const Clock::time_point now = Clock::now();
+    // After a redirection it counts from 0 again.
+    if (numReceived < mWaitedFrom || numReceived - mWaitedFrom >= mPatience.mLeast)
+    {
+        mWaitedFrom = numReceived;
+        mWaitingSince = now;
+    }
+    return now - mWaitingSince >= mPatience.mNext;
 }
 
 bool gDownload(const std::string& url, const std::string& path, const JobControl& control, Utility::Result& result,

@@ -25,6 +25,23 @@ struct DownloadPatience
     uint64_t mLeast = 40 << 10;
 };
 
+/// Tells when a server has used up its patience. One transfer, and the thread that it runs on.
+class StallWatch
+{
+public:
+    explicit StallWatch(const DownloadPatience& patience) : mPatience{patience} {}
+
+    /// To be asked again and again, with all that has come so far.
+    bool IsStalled(uint64_t numReceived);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    const DownloadPatience mPatience;
+    uint64_t mWaitedFrom = 0; ///< what had come when the present wait began
+    Clock::time_point mWaitingSince = Clock::now();
+};
+
 /// Fetches what a URL names into a file, which appears whole or not at all; its folder is made. Gives up when
 /// `patience` is at its end, and within a second or so when the job is. False with the reason, also where the server
 /// has no such file.

@@ -1,7 +1,11 @@
 #include "SymbolResolverWorker/HttpDownload.h"
 
+#include <array>
+#include <cstddef>
+
 #include <gmock/gmock.h>
 
+#include "SymbolResolverWorker/Debuginfod.h"
 #include "SymbolResolverWorker/JobControl.h"
 #include "SymbolResolverWorker/Testing/HttpServerLinux.h"
 #include "Utility/Result.h"
@@ -46,6 +50,27 @@ TEST_F(HttpDownloadTest, AServerThatStallsIsGivenUp)
         EXPECT_THAT(mResult.ToString(), HasSubstr("bytes came within 300 ms")) << row.mPath;
         EXPECT_THAT(mFolder.List(), IsEmpty()) << row.mPath;
     }
+}
+
+TEST_F(HttpDownloadTest, AServerOfDebugFilesIsWaitedForByTheSameRule)
+{
+    const std::array<std::byte, 4> buildID{std::byte{1}, std::byte{2}, std::byte{3}, std::byte{4}};
+    const HttpServer server{{{"/buildid/01020304/debuginfo", mContent}}};
+    const auto ask = [&](const char* path, uint64_t least) {
+        mResult.Clear();
+        std::string found;
+        // The library remembers for a while that there was none.
+        const std::string cache = mFolder / (std::string{"cache"} + path);
+        return gQueryDebuginfod(
+            buildID, {server.GetURL() + path}, cache, found, mControl, mResult, {.mNext = 1500ms, .mLeast = least});
+    };
+    for (const char* path : {"/hang", "/stall"})
+    {
+        EXPECT_FALSE(ask(path, 20000)) << path;
+        EXPECT_THAT(mResult.ToString(), HasSubstr("too little came")) << path;
+    }
+    // The whole takes longer than the patience, no drop does.
+    EXPECT_TRUE(ask("/drip", 500)) << mResult.ToString();
 }
 
 TEST_F(HttpDownloadTest, AServerThatSendsSteadilyMayGoOn)

@@ -1,13 +1,12 @@
 #include "SymbolResolverWorker/SymbolStore.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <span>
 
 #include "ProfilerLib/settings/SymbolSettings.h"
 #include "ProfilerLib/symbols/PDBKey.h"
 #include "ProfilerLib/symbols/SymbolCachePath.h"
 #include "SymbolResolverWorker/DebugFileFinder.h"
+#include "SymbolResolverWorker/Debuginfod.h"
 #include "SymbolResolverWorker/ElfFile.h"
 #include "SymbolResolverWorker/HttpDownload.h"
 #include "SymbolResolverWorker/JobControl.h"
@@ -28,14 +27,6 @@ std::string MakeStoreFolder(const Profiler::PDBKey& key)
     std::string folder = key.PDBGUID.ToString();
     std::erase(folder, '-');
     return folder + Utility::gFormat("%X", static_cast<unsigned>(key.PDBAge));
-}
-
-std::string MakeHex(std::span<const std::byte> bytes)
-{
-    std::string text;
-    for (const std::byte byte : bytes)
-        text += Utility::gFormat("%02x", std::to_integer<unsigned>(byte));
-    return text;
 }
 
 /// Takes the file `place` of a server's cache folder; when it is not there, or not wanted, one that is fetched to there
@@ -96,24 +87,31 @@ bool gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& ser
 std::unique_ptr<ElfFile> gFetchDebugFile(
     const ElfFile& image, const std::vector<SymbolServer>& servers, const JobControl& control)
 {
-    constexpr std::size_t cLongestBuildID = 64;
     const std::vector<std::byte> buildID = image.GetBuildID();
-    if (buildID.empty() || buildID.size() > cLongestBuildID)
-        return nullptr;
-    const std::string name = MakeHex(buildID) + "/debuginfo";
-    std::unique_ptr<ElfFile> debugFile;
-    const TakeFile take = [&](const std::string& path) {
-        debugFile = gOpenDebugFile(path, image);
-        return debugFile != nullptr;
-    };
+    std::vector<std::string> locations;
+    std::string cacheDirectory;
     for (const SymbolServer& server : servers)
     {
-        // The public one has program databases only, and is part of the settings that nobody has touched.
-        const bool isAsked = server.IsOnNetwork() && server.mLocation != Profiler::SymbolSettings::cPublicSymbolServer;
-        if (isAsked && !control.ShouldStop() &&
-            FetchFile(server, "debuginfod/" + name, "buildid/" + name, control, take))
-            return debugFile;
+        // It has program databases only, and is part of the settings that nobody has touched.
+        if (!server.IsOnNetwork() || server.mLocation == Profiler::SymbolSettings::cPublicSymbolServer)
+            continue;
+        locations.push_back(server.mLocation);
+        cacheDirectory = server.mCacheDirectory;
     }
+    if (locations.empty() || buildID.empty())
+        return nullptr;
+    Utility::Result result;
+    std::string path;
+    if (gQueryDebuginfod(
+            buildID, locations, FileSystem::gCombinePath(cacheDirectory, "debuginfod"), path, control, result))
+    {
+        std::unique_ptr<ElfFile> debugFile = gOpenDebugFile(path, image);
+        // Some answer each question with a page of their own, which must not stay in the place of the file.
+        if (debugFile == nullptr)
+            FileSystem::gDeleteFile(path);
+        return debugFile;
+    }
+    Utility::gTrace("%s", result.ToString().c_str());
     return nullptr;
 }
 

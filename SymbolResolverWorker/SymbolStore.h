@@ -30,8 +30,8 @@ using TakeFile = std::function<bool(const std::string& path)>;
 [[nodiscard]] bool gFetchPdb(const Profiler::PDBKey& key, const std::vector<SymbolServer>& servers,
     const JobControl& control, const TakeFile& take);
 
-/// Asks each server on the network in turn, as one of debug files, for that of an image by its build-id; null when none
-/// has it. Kept in the server's cache folder, below "debuginfod".
+/// Asks the servers on the network, as those of debug files, for that of an image by its build-id; null when none has
+/// it. Kept in the cache folder, below "debuginfod".
 std::unique_ptr<ElfFile> gFetchDebugFile(
     const ElfFile& image, const std::vector<SymbolServer>& servers, const JobControl& control);
 

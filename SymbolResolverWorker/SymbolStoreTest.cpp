@@ -14,7 +14,6 @@
 #include "SymbolResolverWorker/ModuleSymbols.h"
 #include "SymbolResolverWorker/Testing/HttpServerLinux.h"
 #include "SymbolResolverWorker/Testing/ReaderFixture.h"
-#include "Utility/Format.h"
 #include "Utility/Result.h"
 
 namespace Symbols::Testing
@@ -188,22 +187,6 @@ TEST_F(SymbolStoreTest, NamesAreWrittenOut)
         {std::string(70000, 'x'), std::string(65536, 'x')}};
     for (const auto& [name, readable] : cRows)
         EXPECT_EQ(gMakeReadable(name), readable);
-
-    // Each parameter is a pair of two like the one before: of few letters they make a long name, of more there is none.
-    const auto makeDoubling = [](int depth) {
-        std::string name = "_Z1fSt4pairIiiE";
-        for (int i = 0; i < depth; ++i)
-        {
-            const std::string last = Utility::gFormat("S%c_", i < 10 ? '0' + i : 'A' + i - 10);
-            name += "S_I" + last + last + "E";
-        }
-        return name;
-    };
-    const std::string readable = gMakeReadable(makeDoubling(9));
-    EXPECT_TRUE(readable.starts_with("f(std::pair<int, int>, std::pair<std::pair<int, int>, ")) << readable;
-    EXPECT_GT(readable.size(), 20000u);
-    for (const int depth : {12, 36})
-        EXPECT_EQ(gMakeReadable(makeDoubling(depth)), makeDoubling(depth));
     EXPECT_EQ(gCutVersion("memcpy@@GLIBC_2.14"), "memcpy");
     EXPECT_EQ(gCutVersion("@x"), "@x");
     EXPECT_EQ(gCutVersion(""), "");

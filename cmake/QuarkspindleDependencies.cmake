@@ -19,18 +19,10 @@ set_target_properties(xxHash::xxhash PROPERTIES
   IMPORTED_LOCATION "${XXHASH_LIBRARY}"
   INTERFACE_INCLUDE_DIRECTORIES "${XXHASH_INCLUDE_DIR}")
 
-# Its header declares functions of the C library again, as C, unless it is told that they are known.
-find_path(LIBIBERTY_INCLUDE_DIR demangle.h PATH_SUFFIXES libiberty REQUIRED)
-find_library(LIBIBERTY_LIBRARY iberty REQUIRED)
-add_library(libiberty::libiberty STATIC IMPORTED)
-set_target_properties(libiberty::libiberty PROPERTIES
-  IMPORTED_LOCATION "${LIBIBERTY_LIBRARY}"
-  INTERFACE_INCLUDE_DIRECTORIES "${LIBIBERTY_INCLUDE_DIR}"
-  INTERFACE_COMPILE_DEFINITIONS HAVE_DECL_BASENAME=1)
-
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(libelf REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(libdw REQUIRED IMPORTED_TARGET libdw)
+pkg_check_modules(libdebuginfod REQUIRED IMPORTED_TARGET libdebuginfod)
 pkg_check_modules(capstone REQUIRED IMPORTED_TARGET capstone)
 pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 find_package(CURL REQUIRED)

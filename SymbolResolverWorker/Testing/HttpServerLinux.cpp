@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -60,7 +61,7 @@ void HttpServer::Answer(int connection)
     std::string path = request.substr(begin, request.find(' ', begin) - begin);
     constexpr auto cForEver = std::chrono::hours{1};
     if (path.starts_with("/hang"))
-        return Pause(cForEver);
+        return Pause(connection, cForEver);
     const bool isStalling = path.starts_with("/stall/");
     const bool isDripping = path.starts_with("/drip/");
     if (isStalling || isDripping)
@@ -75,15 +76,16 @@ void HttpServer::Answer(int connection)
     Send(connection,
         "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " + std::to_string(content.size()) + "\r\n\r\n");
     constexpr std::size_t cNumDrops = 30;
+    constexpr std::chrono::milliseconds cDripTime{3000};
     const std::size_t piece = isStalling   ? content.size() / 2
                               : isDripping ? (content.size() + cNumDrops - 1) / cNumDrops
                                            : content.size();
     for (std::size_t at = 0; at < content.size() && Send(connection, content.substr(at, piece)); at += piece)
     {
         if (isStalling)
-            return Pause(cForEver);
+            return Pause(connection, cForEver);
         if (isDripping)
-            Pause(std::chrono::seconds{3} / cNumDrops);
+            Pause(connection, cDripTime / static_cast<int>(cNumDrops));
     }
 }
 
@@ -99,11 +101,13 @@ bool HttpServer::Send(int connection, std::string_view text) const
     return text.empty();
 }
 
-void HttpServer::Pause(std::chrono::milliseconds time) const
+/// Or until the other side has had enough.
+void HttpServer::Pause(int connection, std::chrono::milliseconds time) const
 {
     const auto end = std::chrono::steady_clock::now() + time;
-    while (!mIsStopping && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds{5});
+    pollfd other{connection, POLLRDHUP, 0};
+    while (!mIsStopping && std::chrono::steady_clock::now() < end && poll(&other, 1, 5) == 0)
+        continue;
 }
 
 }

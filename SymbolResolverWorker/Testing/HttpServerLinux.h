@@ -27,7 +27,7 @@ public:
 private:
     void Run();
     void Answer(int connection);
-    void Pause(std::chrono::milliseconds time) const;
+    void Pause(int connection, std::chrono::milliseconds time) const;
     bool Send(int connection, std::string_view text) const;
 
     const std::map<std::string, std::string> mFiles;

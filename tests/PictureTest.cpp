@@ -84,6 +84,16 @@ TEST_F(PictureTest, SnapshotDrawsWhatIsAskedForOrSaysWhyNot)
     EXPECT_FALSE(std::filesystem::exists(mHome / "x.png"));
 }
 
+TEST_F(PictureTest, SnapshotOfAPartOfTheEventsIsDrawnAndSaysSo)
+{
+    ASSERT_EQ(Run({"import", QUARKSPINDLE_SAMPLE, "-o", "cut"}).ExitCode, 0);
+    std::filesystem::resize_file(mHome / "cut/events.dat", 20000);
+    const Tests::ProgramResult result = Run({"snapshot", "cut", "--event", "InstantiateFunction", "-o", "x.png"});
+    EXPECT_EQ(result.ExitCode, 1);
+    EXPECT_THAT(result.Errors, HasSubstr("lacks 1 chunk"));
+    EXPECT_TRUE(std::filesystem::exists(mHome / "x.png"));
+}
+
 TEST_F(PictureTest, WindowOnNothingNeedsADisplay)
 {
     const Tests::ProgramResult result = Run({});

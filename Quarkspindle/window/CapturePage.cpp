@@ -189,6 +189,11 @@ const Profiler::BarChart* CapturePage::GetChart() const
     return mOccurrences != nullptr ? mOccurrences->GetChart() : nullptr;
 }
 
+bool CapturePage::CheckWhole(Utility::Result& result) const
+{
+    return mCapture.mSession->GetEventStream().CheckWhole(result);
+}
+
 void CapturePage::Update(double seconds)
 {
     if (mViews == nullptr)
@@ -251,7 +256,7 @@ void CapturePage::OnChartShown(const Profiler::BarChart* chart)
         mViews->ShowBars(mWantedBars->first, mWantedBars->second);
     mWantedBars.reset();
     Utility::Result damage;
-    if (!mIsWholeChecked && !mCapture.mSession->GetEventStream().CheckWhole(damage))
+    if (!mIsWholeChecked && !CheckWhole(damage))
     {
         mIsWholeChecked = true;
         RaiseError(gDescribe(damage));

@@ -50,6 +50,8 @@ public:
     /// Whether there is any chart to show.
     bool HasCharts() const;
     const Profiler::BarChart* GetChart() const;
+    /// Whether all events could be read, as far as they were; the page is open.
+    [[nodiscard]] bool CheckWhole(Utility::Result& result) const;
 
     /// One frame of the views, with the seconds since the last.
     void Update(double seconds);

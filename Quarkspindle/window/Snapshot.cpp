@@ -43,7 +43,8 @@ public:
         if (!mRequest.mWithWindow)
             mWindow.SetViewsOnly();
         mWindow.show();
-        return Open(result) && ShowChart(result) && Write(result);
+        // The picture of a part of the events is written, and told apart from that of all.
+        return Open(result) && ShowChart(result) && Write(result) && mPage->CheckWhole(result);
     }
 
 private:

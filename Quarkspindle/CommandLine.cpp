@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <new>
+#include <sstream>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -100,8 +101,17 @@ int gRunCommandLine(int argc, const char* const* argv)
     }
     catch (const CLI::ParseError& error)
     {
-        // The parser's own exit prints help and version to standard output, and what is wrong to standard error.
-        return program.exit(error, std::cout, std::cerr) == 0 ? cExitSuccess : cExitUsage;
+        // The parser's own exit gives help and version to the first stream, and what is wrong to the second.
+        std::ostringstream text;
+        if (program.exit(error, text, std::cerr) != 0)
+            return cExitUsage;
+        Output output;
+        output.Write(text.str());
+        Utility::Result result;
+        if (output.Finish(result))
+            return cExitSuccess;
+        gPrintError(result);
+        return cExitBadInput;
     }
     for (const auto& command : commands)
     {

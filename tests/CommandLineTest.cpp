@@ -396,6 +396,19 @@ TEST_F(CommandLineTest, HelpAndVersionAreEverywhere)
     EXPECT_EQ(gRunQuarkspindle({"--help"}).ExitCode, 0);
 }
 
+TEST_F(CommandLineTest, OutputThatCannotBeWrittenIsAnError)
+{
+    const std::string capture = Import();
+    for (const std::string& arguments : {std::string{"--help"}, std::string{"--version"}, std::string{"chart --help"},
+             "info '" + capture + "'", "list '" + capture + "'", "verify '" + capture + "'"})
+    {
+        const ProgramResult result =
+            Tests::gRunProgram({"/bin/sh", "-c", "'" QUARKSPINDLE_PROGRAM "' " + arguments + " >/dev/full"});
+        EXPECT_EQ(result.ExitCode, 1) << arguments;
+        EXPECT_EQ(result.Errors, "quarkspindle: The output could not be written\n") << arguments;
+    }
+}
+
 TEST_F(CommandLineTest, TextOfACaptureCannotSteerTheTerminal)
 {
     const std::string capture = Import(

@@ -5,6 +5,7 @@
 #include <QtCore/QSaveFile>
 #include <QtGui/QClipboard>
 #include <QtGui/QDragEnterEvent>
+#include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
@@ -111,8 +112,10 @@ MainWindow::~MainWindow()
 
 void MainWindow::RestorePlace()
 {
+    constexpr QSize cWantedSize{1400, 900};
+    constexpr QSize cRoomForFrame{20, 60};
     if (!restoreGeometry(mState.Get(cGeometryState)))
-        resize(1400, 900);
+        resize(cWantedSize.boundedTo(screen()->availableSize() - cRoomForFrame));
 }
 
 CapturePage* MainWindow::GetCurrentPage() const

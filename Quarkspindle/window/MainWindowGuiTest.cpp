@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <QtGui/QClipboard>
+#include <QtGui/QScreen>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
@@ -15,6 +16,7 @@
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QOpenGLWidget>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSlider>
 #include <QtWidgets/QTabWidget>
 
@@ -131,6 +133,33 @@ TEST_F(MainWindowTest, KeysMoveTheChartUnlessAListHasAUseForThem)
     QTest::keyClicks(mWindow->focusWidget(), "m, f.");
     EXPECT_EQ(Find<QLineEdit>("occurrenceFilter").text(), "m, f.");
     EXPECT_THAT(mWindow->DescribeKeys().toStdString(), testing::AllOf(HasSubstr("Ctrl+O"), HasSubstr("Home")));
+}
+
+TEST_F(MainWindowTest, FirstWindowFitsTheScreen)
+{
+    WindowState state{QString::fromStdString(mFolder / "first.ini")};
+    const MainWindow window{*sHost, state};
+    const QSize screen = window.screen()->availableSize();
+    EXPECT_LT(window.width(), screen.width());
+    EXPECT_LT(window.height(), screen.height());
+}
+
+TEST_F(MainWindowTest, NewRowsAreShownFromTheFirstUnlessOneIsSelected)
+{
+    OpenWithChart(mFolder.Write("trace.json", MakeTrace(300)));
+    auto& table = Find<QTableView>("occurrenceTable");
+    auto& filter = Find<QLineEdit>("occurrenceFilter");
+    table.scrollToBottom();
+    ASSERT_GT(table.verticalScrollBar()->value(), 0);
+    filter.setText("item> 1");
+    EXPECT_TRUE(WaitFor([&] { return GetNumRows() == 111; }));
+    EXPECT_EQ(table.verticalScrollBar()->value(), 0);
+
+    table.selectRow(110);
+    filter.clear();
+    EXPECT_TRUE(WaitFor([&] { return GetNumRows() == 300; }));
+    EXPECT_THAT(GetSelectedRows(), testing::ElementsAre(199));
+    EXPECT_GT(table.verticalScrollBar()->value(), 0);
 }
 
 TEST_F(MainWindowTest, TableSortsFiltersAndLeavesTheWindow)

@@ -231,6 +231,9 @@ void OccurrencePanel::ShowList(OccurrenceList list)
         SelectBars(mPendingSelection->first, mPendingSelection->second);
     else if (hadSelection)
         SelectRowsOfBars(bar, bar);
+    // Where the old rows were scrolled to is no place in the new ones.
+    if (!HasSelection())
+        mTable->scrollToTop();
 }
 
 void OccurrencePanel::ShowStatistics()

@@ -82,6 +82,9 @@ bool EventPanel::eventFilter(QObject* watched, QEvent* event)
     if (key == Qt::Key_Return || key == Qt::Key_Enter)
     {
         Pick(mList->currentIndex());
+        // The commands' keys are letters, which the search would take for itself.
+        if (mList->currentIndex().isValid())
+            mList->setFocus(Qt::OtherFocusReason);
         return true;
     }
     if (watched == mSearch && key == Qt::Key_Down)

@@ -109,6 +109,8 @@ TEST_F(MainWindowTest, PickingInOneViewShowsInTheOthers)
     Press(Qt::Key_Return);
     EXPECT_TRUE(WaitFor([&] { return page->GetChart()->GetDescription().Name == "rest" && HasRows(*page); }));
     EXPECT_EQ(GetNumRows(), 2);
+    Press(Qt::Key_M);
+    EXPECT_EQ(GetSelectedRows().size(), 1U) << "the search had taken the letter";
 }
 
 TEST_F(MainWindowTest, KeysMoveTheChartUnlessAListHasAUseForThem)

@@ -1,6 +1,5 @@
 #include "SymbolResolverWorker/Disassembler.h"
 
-#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -73,14 +72,14 @@ std::set<uint64_t> ReadInstructionAddresses(const std::string& path, uint64_t be
 TEST_F(DisassemblerTest, InstructionsBeginWhereObjdumpSeesThem)
 {
     std::size_t numInstructions = 0;
-    for (const std::string& path :
-        {std::string{"/lib/x86_64-linux-gnu/libm.so.6"}, std::filesystem::read_symlink("/proc/self/exe").string()})
+    // Not this program: clang's sanitizer puts data in front of functions, in which the two find their way differently.
+    for (const std::string path : {"/lib/x86_64-linux-gnu/libm.so.6", "/usr/lib/x86_64-linux-gnu/libstdc++.so.6"})
     {
         const auto reader = Open(path);
         ASSERT_EQ(reader->GetImage().GetBase(), 0u);
         const auto functions = ReadFunctions(*reader);
         std::set<std::string> differences;
-        for (std::size_t i = 0; i < functions.size(); i += functions.size() / 40)
+        for (std::size_t i = 0; i < functions.size(); i += functions.size() / 100)
         {
             Utility::Result result;
             std::vector<std::byte> code;

@@ -37,12 +37,6 @@ bool WaitFor(const Future& future, const std::atomic<bool>& interrupted)
     return true;
 }
 
-/// As the settings tell them from folders.
-bool IsServer(const std::string& location)
-{
-    return location.starts_with("http");
-}
-
 std::string MakeAbsolute(const std::string& path)
 {
     std::error_code error;
@@ -62,7 +56,7 @@ bool CheckPlaces(const SymbolPlaces& places, Utility::Result& result)
         return result.Fail(Serialization::Unspecified, "%s is no folder to keep symbols in", cache.c_str());
     for (const std::string& location : places.mLocations)
     {
-        if (!IsServer(location) && !std::filesystem::is_directory(location, ignored))
+        if (!Profiler::SymbolSettings::IsServerAddress(location) && !std::filesystem::is_directory(location, ignored))
             return result.Fail(
                 Serialization::FileNotFound, "%s is neither a folder nor the URL of a server", location.c_str());
     }
@@ -111,7 +105,8 @@ void SymbolLookup::ApplySettings(const SymbolPlaces& places)
         settings.SetSymbolCacheDirectory(MakeAbsolute(places.mCacheDirectory));
     std::vector<Profiler::SymbolLocation> locations;
     for (const std::string& location : places.mLocations)
-        locations.push_back({IsServer(location) ? location : MakeAbsolute(location), true});
+        locations.push_back(
+            {Profiler::SymbolSettings::IsServerAddress(location) ? location : MakeAbsolute(location), true});
     settings.SymbolLocations.insert(settings.SymbolLocations.begin(), locations.begin(), locations.end());
 }
 

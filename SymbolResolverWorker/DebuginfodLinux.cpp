@@ -49,7 +49,7 @@ class Query
 public:
     Query(const JobControl& control, const DownloadPatience& patience) : mControl{control}, mStallWatch{patience} {}
 
-    bool IsStalled() const { return mIsStalled; }
+    bool IsStalled() const { return mStallWatch.IsStalled(); }
 
     /// Called with each piece that comes, and once a second when nothing does. Before a server has answered, `done`
     /// counts the calls.
@@ -62,14 +62,13 @@ public:
             Utility::gTrace("Downloading a debug file: %ld of %ld KiB", done / 1024, total / 1024);
             self.mNextReport = time + std::chrono::seconds{2};
         }
-        self.mIsStalled = self.mStallWatch.IsStalled(static_cast<uint64_t>(done));
-        return self.mControl.ShouldStop() || self.mIsStalled ? 1 : 0;
+        self.mStallWatch.Note(static_cast<uint64_t>(done));
+        return self.mControl.ShouldStop() || self.IsStalled() ? 1 : 0;
     }
 
 private:
     const JobControl& mControl;
     StallWatch mStallWatch;
-    bool mIsStalled = false;
     JobControl::Clock::time_point mNextReport = JobControl::Clock::now() + std::chrono::seconds{1};
 };
 

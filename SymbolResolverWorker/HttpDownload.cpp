@@ -56,7 +56,7 @@ public:
             return false;
         if (mFileError != FileSystem::FileError{})
             return result.FailText(Serialization::Unspecified, mFileError.ToString());
-        if (mIsStalled)
+        if (mStallWatch.IsStalled())
             return result.Fail(Serialization::FileNotFound,
                 "%s: less than %" PRIu64 " bytes came within %" PRId64 " ms, after %" PRIu64, mURL.c_str(),
                 mPatience.mLeast, static_cast<int64_t>(mPatience.mNext.count()), mReceived);
@@ -108,8 +108,8 @@ private:
             self.Report(static_cast<uint64_t>(total));
             self.mNextReport = time + std::chrono::seconds{2};
         }
-        self.mIsStalled = self.mStallWatch.IsStalled(self.mReceived);
-        return self.mControl.ShouldStop() || self.mIsStalled ? 1 : 0;
+        self.mStallWatch.Note(self.mReceived);
+        return self.mControl.ShouldStop() || self.mStallWatch.IsStalled() ? 1 : 0;
     }
 
     void Report(uint64_t total) const
@@ -126,13 +126,12 @@ private:
     FileSystem::FileError mFileError;
     curl_off_t mSize = 0;   ///< written
     uint64_t mReceived = 0; ///< over the network
-    bool mIsStalled = false;
     JobControl::Clock::time_point mNextReport = JobControl::Clock::now() + std::chrono::seconds{1};
 };
 
 }
 
-bool StallWatch::IsStalled(uint64_t numReceived)
+void StallWatch::Note(uint64_t numReceived)
 {
     const Clock::time_point now = Clock::now();
     // After a redirection it counts from 0 again.
@@ -141,7 +140,7 @@ bool StallWatch::IsStalled(uint64_t numReceived)
         mWaitedFrom = numReceived;
         mWaitingSince = now;
     }
-    return now - mWaitingSince >= mPatience.mNext;
+    mIsStalled = now - mWaitingSince >= mPatience.mNext;
 }
 
 bool gDownload(const std::string& url, const std::string& path, const JobControl& control, Utility::Result& result,

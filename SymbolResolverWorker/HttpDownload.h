@@ -25,14 +25,15 @@ struct DownloadPatience
     uint64_t mLeast = 40 << 10;
 };
 
-/// Tells when a server has used up its patience. One transfer, and the thread that it runs on.
+/// Tells when the patience with a server is at its end. For one transfer, on its thread.
 class StallWatch
 {
 public:
     explicit StallWatch(const DownloadPatience& patience) : mPatience{patience} {}
 
-    /// To be asked again and again, with all that has come so far.
-    bool IsStalled(uint64_t numReceived);
+    /// To be called again and again, also when nothing comes, with the number of bytes that have come so far.
+    void Note(uint64_t numReceived);
+    bool IsStalled() const { return mIsStalled; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -40,6 +41,7 @@ private:
     const DownloadPatience mPatience;
     uint64_t mWaitedFrom = 0; ///< what had come when the present wait began
     Clock::time_point mWaitingSince = Clock::now();
+    bool mIsStalled = false;
 };
 
 /// Fetches what a URL names into a file, which appears whole or not at all; its folder is made. Gives up when

@@ -15,7 +15,6 @@
 #include "Utility/FileSystem.h"
 #include "Utility/Path.h"
 #include "Utility/Result.h"
-#include "Utility/Text.h"
 #include "Utility/Trace.h"
 
 namespace Symbols
@@ -106,8 +105,7 @@ ModuleSymbols::EOutcome ReportMissing(
 ModuleSymbols::EOutcome ModuleSymbols::Open(
     const Profiler::PDBKey& key, const SymbolSearch& search, const JobControl& control, Utility::Result& result)
 {
-    return Utility::gEndsWith(".pdb", key.PDBName, false) ? OpenPdb(key, search, control, result)
-                                                          : OpenElf(key, search, control, result);
+    return key.IsDatabase() ? OpenPdb(key, search, control, result) : OpenElf(key, search, control, result);
 }
 
 ModuleSymbols::EOutcome ModuleSymbols::OpenElf(

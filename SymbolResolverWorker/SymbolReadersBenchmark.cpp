@@ -12,9 +12,7 @@
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/SymbolModule.h"
 #include "ProfilerLib/symbols/SymbolResolver.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "SymbolResolverWorker/ImageIdentity.h"
 #include "SymbolResolverWorker/JobControl.h"
 #include "SymbolResolverWorker/JobExecutor.h"
@@ -53,13 +51,7 @@ RTTI::TypeRegistry& GetRegistry()
     static RTTI::TypeRegistry sRegistry;
     static const bool sIsReady = [] {
         Utility::gSetTraceSinks({{[](const char*, void*) {}, nullptr}});
-        {
-            const auto scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(sRegistry);
-            Profiler::gRegisterSymbolTypes(sRegistry);
-            Serialization::gRegisterTypes(sRegistry);
-        }
-        sRegistry.Finalize();
+        Profiler::gReadySymbolRegistry(sRegistry);
         return true;
     }();
     (void)sIsReady;

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ProfilerLib/settings/SymbolSettings.h"
+
 namespace Symbols
 {
 
@@ -15,7 +17,7 @@ struct SymbolServer
 
     bool operator==(const SymbolServer&) const = default;
 
-    bool IsOnNetwork() const { return mLocation.starts_with("http"); }
+    bool IsOnNetwork() const { return Profiler::SymbolSettings::IsServerAddress(mLocation); }
 };
 
 /// Where a job may look for symbols, in this order: beside the image, in the user's folders, at the servers.

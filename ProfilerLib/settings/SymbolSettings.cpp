@@ -78,9 +78,14 @@ uint64_t SymbolSettings::GetHash() const
     return Utility::gXXH64(text);
 }
 
+bool SymbolSettings::IsServerAddress(std::string_view location)
+{
+    return location.starts_with("http");
+}
+
 bool SymbolSettings::IsSymbolServer(const std::string& location)
 {
-    return location.starts_with("http") || FileSystem::gFileExists(FileSystem::gCombinePath(location, "pingme.txt"));
+    return IsServerAddress(location) || FileSystem::gFileExists(FileSystem::gCombinePath(location, "pingme.txt"));
 }
 
 }

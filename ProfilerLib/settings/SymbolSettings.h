@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Serialization/RTTI/TypeOf.h"
@@ -79,6 +80,8 @@ public:
     /// True for what begins with "http" in just this spelling, and for a folder that holds "pingme.txt", as the store
     /// of a symbol server does.
     static bool IsSymbolServer(const std::string& location);
+    /// Of these, one on the network rather than a folder.
+    static bool IsServerAddress(std::string_view location);
 
 private:
     std::string mSymbolCacheDirectory;

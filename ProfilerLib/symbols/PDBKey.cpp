@@ -15,4 +15,9 @@ PDBKey PDBKey::sMake(std::string_view path, int32_t timeStamp, int32_t size, int
     return {std::move(modulePath), timeStamp, size, age, guid, std::string{pdbName}};
 }
 
+bool PDBKey::IsDatabase() const
+{
+    return Utility::gEndsWith(".pdb", PDBName, false);
+}
+
 }

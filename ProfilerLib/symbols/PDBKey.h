@@ -22,6 +22,9 @@ struct PDBKey
 
     bool operator==(const PDBKey&) const = default;
 
+    /// Whether the symbols are in a program database; else they are those of an ELF file.
+    bool IsDatabase() const;
+
     /// A key for an image: the path goes in with lower-case letters and "/" between folders, so that the spellings of
     /// one path give one key.
     static PDBKey sMake(std::string_view path, int32_t timeStamp, int32_t size, int32_t age,

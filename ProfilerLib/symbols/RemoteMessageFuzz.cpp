@@ -5,9 +5,7 @@
 #include "ProfilerLib/symbols/FunctionData.h"
 #include "ProfilerLib/symbols/RegisterTypes.h"
 #include "ProfilerLib/symbols/ResolveFunctionDataJob.h"
-#include "Serialization/RTTI/Image.h"
 #include "Serialization/RTTI/TypeRegistry.h"
-#include "Serialization/Schema.h"
 #include "Serialization/Testing/FuzzChecks.h"
 #include "Serialization/Testing/FuzzContainer.h"
 #include "Utility/InputMemoryStream.h"
@@ -61,13 +59,7 @@ void Fuzz::gRunInput(Input input)
 
     static RTTI::TypeRegistry sRegistry;
     static const auto sContainers = [] {
-        {
-            const auto scope = sRegistry.BeginRegistration(RTTI::gGetOwnerID());
-            RTTI::gRegisterTypes(sRegistry);
-            gRegisterSymbolTypes(sRegistry);
-            Serialization::gRegisterTypes(sRegistry);
-        }
-        sRegistry.Finalize();
+        gReadySymbolRegistry(sRegistry);
         return MakeContainers(ConvertPDBJob{}, ResolveFunctionDataJob{}, ResolveLineDataJob{}, CancelRemoteJob{},
             RemoteJobCompleted{}, ConvertPDBProgress{}, ConvertPDBResult{}, FunctionData{}, FunctionLineData{},
             SourceLineData{});

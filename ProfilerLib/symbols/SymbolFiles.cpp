@@ -8,7 +8,6 @@
 #include "Utility/FileSystem.h"
 #include "Utility/Format.h"
 #include "Utility/Path.h"
-#include "Utility/Text.h"
 
 namespace Profiler
 {
@@ -17,11 +16,6 @@ namespace
 {
 
 constexpr const char* cSystemDirectory = "/usr/lib/debug";
-
-bool IsDatabase(const PDBKey& key)
-{
-    return Utility::gEndsWith(".pdb", key.PDBName, false);
-}
 
 void AddIfThere(const std::string& path, std::vector<std::string>& files)
 {
@@ -55,7 +49,7 @@ std::vector<std::string> gListSymbolFiles(
 {
     std::vector<std::string> files = gListLocalSymbolFiles(key, localDirectories);
     const std::string directory = FileSystem::gGetDirectory(modulePath);
-    if (IsDatabase(key))
+    if (key.IsDatabase())
     {
         AddIfThere(FileSystem::gCombinePath(directory, FileSystem::gGetFileName(key.PDBName)), files);
         if (FileSystem::gIsAbsolutePath(key.PDBName))
@@ -76,9 +70,9 @@ std::vector<std::string> gListLocalSymbolFiles(const PDBKey& key, const std::vec
     const std::string name = FileSystem::gGetFileName(key.PDBName);
     for (const std::string& directory : localDirectories)
     {
-        if (!IsDatabase(key))
+        if (!key.IsDatabase())
             AddByBuildID(key, directory, files);
-        AddIfThere(FileSystem::gCombinePath(directory, IsDatabase(key) ? name : name + ".debug"), files);
+        AddIfThere(FileSystem::gCombinePath(directory, key.IsDatabase() ? name : name + ".debug"), files);
     }
     return files;
 }
